@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Shared::Platform
+{
+
+/// Error numbers on which the agent's logic decides. They have these values on both platforms and are never an errno;
+/// a Linux body that means one of them says it by name. Every other code is the platform's own: GetLastError() on
+/// Windows, errno on Linux.
+namespace ErrorCode
+{
+inline constexpr std::uint32_t Success = 0;
+inline constexpr std::uint32_t BrokenPipe = 109;
+inline constexpr std::uint32_t MoreData = 234;
+inline constexpr std::uint32_t WaitTimeout = 258;
+inline constexpr std::uint32_t StillActive = 259;
+inline constexpr std::uint32_t IoPending = 997;
+} // namespace ErrorCode
+
+/// Code of this thread's last failed system call: GetLastError() on Windows, errno on Linux. Read it at once, before
+/// anything else can fail.
+std::uint32_t LastError() noexcept;
+
+} // namespace Shared::Platform

@@ -1,0 +1,192 @@
+#include "shared.util-utf8.hpp"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Shared::Util::Utf8
+{
+
+namespace
+{
+
+constexpr char32_t NoScalar = 0xFFFFFFFF;
+constexpr char32_t LastScalar = 0x10FFFF;
+constexpr char32_t FirstSupplementary = 0x10000;
+constexpr char32_t FirstHighSurrogate = 0xD800;
+constexpr char32_t FirstLowSurrogate = 0xDC00;
+constexpr char32_t LastSurrogate = 0xDFFF;
+constexpr bool WideIsUtf16 = sizeof(wchar_t) == 2;
+
+bool IsHighSurrogate(char32_t unit)
+{
+    return unit >= FirstHighSurrogate && unit < FirstLowSurrogate;
+}
+
+bool IsLowSurrogate(char32_t unit)
+{
+    return unit >= FirstLowSurrogate && unit <= LastSurrogate;
+}
+
+bool IsScalar(char32_t value)
+{
+    return value <= LastScalar && !IsHighSurrogate(value) && !IsLowSurrogate(value);
+}
+
+/// The scalar value at `position`, which moves behind what was read; NoScalar for a unit that is to be dropped.
+char32_t Take(std::wstring_view text, std::size_t& position)
+{
+    const auto unit = static_cast<char32_t>(text[position++]);
+    if (WideIsUtf16 && IsHighSurrogate(unit) && position < text.size())
+    {
+        const auto next = static_cast<char32_t>(text[position]);
+        if (IsLowSurrogate(next))
+        {
+            ++position;
+            return FirstSupplementary + ((unit - FirstHighSurrogate) << 10) + (next - FirstLowSurrogate);
+        }
+    }
+    return IsScalar(unit) ? unit : NoScalar;
+}
+
+/// What the first byte of a sequence tells.
+struct Lead
+{
+    std::size_t following;
+    char32_t bits;
+    char32_t smallest;
+};
+
+bool ReadLead(std::uint8_t byte, Lead& lead)
+{
+    if (byte < 0x80)
+    {
+        lead = {0, byte, 0};
+    }
+    else if (byte >= 0xC2 && byte <= 0xDF)
+    {
+        lead = {1, byte & 0x1FU, 0x80};
+    }
+    else if (byte >= 0xE0 && byte <= 0xEF)
+    {
+        lead = {2, byte & 0x0FU, 0x800};
+    }
+    else if (byte >= 0xF0 && byte <= 0xF4)
+    {
+        lead = {3, byte & 0x07U, FirstSupplementary};
+    }
+    else
+    {
+        return false;
+    }
+    return true;
+}
+
+/// A byte that starts nothing well-formed is dropped alone: what follows it is judged anew, and the bytes that would
+/// have belonged to it start nothing either.
+char32_t Take(std::string_view text, std::size_t& position)
+{
+    const std::size_t start = position++;
+    Lead lead{};
+    if (!ReadLead(static_cast<std::uint8_t>(text[start]), lead) || text.size() - position < lead.following)
+    {
+        return NoScalar;
+    }
+    char32_t value = lead.bits;
+    for (std::size_t i = 0; i < lead.following; ++i)
+    {
+        const auto byte = static_cast<std::uint8_t>(text[position + i]);
+        if ((byte & 0xC0U) != 0x80U)
+        {
+            return NoScalar;
+        }
+        value = (value << 6) | (byte & 0x3FU);
+    }
+    if (value < lead.smallest || !IsScalar(value))
+    {
+        return NoScalar;
+    }
+    position += lead.following;
+    return value;
+}
+
+void Append(std::string& out, char32_t value)
+{
+    const auto put = [&out](char32_t byte)
+    {
+        out.push_back(static_cast<char>(static_cast<std::uint8_t>(byte)));
+    };
+    if (value < 0x80)
+    {
+        put(value);
+    }
+    else if (value < 0x800)
+    {
+        put(0xC0U | (value >> 6));
+        put(0x80U | (value & 0x3FU));
+    }
+    else if (value < FirstSupplementary)
+    {
+        put(0xE0U | (value >> 12));
+        put(0x80U | ((value >> 6) & 0x3FU));
+        put(0x80U | (value & 0x3FU));
+    }
+    else
+    {
+        put(0xF0U | (value >> 18));
+        put(0x80U | ((value >> 12) & 0x3FU));
+        put(0x80U | ((value >> 6) & 0x3FU));
+        put(0x80U | (value & 0x3FU));
+    }
+}
+
+void Append(std::wstring& out, char32_t value)
+{
+    if (WideIsUtf16 && value >= FirstSupplementary)
+    {
+        const char32_t rest = value - FirstSupplementary;
+        out.push_back(static_cast<wchar_t>(FirstHighSurrogate + (rest >> 10)));
+        out.push_back(static_cast<wchar_t>(FirstLowSurrogate + (rest & 0x3FFU)));
+        return;
+    }
+    out.push_back(static_cast<wchar_t>(value));
+}
+
+template <typename Out, typename In>
+Out Convert(In text)
+{
+    Out out;
+    out.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();)
+    {
+        const char32_t value = Take(text, position);
+        if (value != NoScalar)
+        {
+            Append(out, value);
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+std::string Encode(std::wstring_view text)
+{
+    return Convert<std::string>(text);
+}
+
+std::wstring Decode(std::string_view text)
+{
+    return Convert<std::wstring>(text);
+}
+
+std::wstring DropInvalid(std::wstring_view text)
+{
+    return Convert<std::wstring>(text);
+}
+
+std::string DropInvalid(std::string_view text)
+{
+    return Convert<std::string>(text);
+}
+
+} // namespace Shared::Util::Utf8

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+namespace Contract
+{
+
+/// Id of the test's own process.
+std::uint32_t OwnProcessId();
+
+/// A process that does nothing but wait until it is ended. Ended and collected on destruction at the latest.
+class ChildProcess
+{
+public:
+    ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ~ChildProcess();
+
+    std::uint32_t Id() const noexcept;
+    /// Ends it and waits until it has ended; its parent, this process, has not taken notice.
+    void End();
+    /// Takes notice of the end, by which Linux forgets the process.
+    void Collect();
+    /// Hands the handle of the first thread over, once; null on Linux, where there is none.
+    void* ReleaseThreadHandle() noexcept;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace Contract

@@ -1,0 +1,6 @@
+#include "contract.watchgaps.hpp"
+
+const char* WhyChangesAreMissed()
+{
+    return nullptr;
+}

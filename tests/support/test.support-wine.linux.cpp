@@ -1,0 +1,11 @@
+#include "test.support-wine.hpp"
+
+namespace TestSupport
+{
+
+bool IsWine() noexcept
+{
+    return false;
+}
+
+} // namespace TestSupport
