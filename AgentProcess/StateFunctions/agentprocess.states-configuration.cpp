@@ -1,0 +1,28 @@
+#include "agentprocess.states-configuration.hpp"
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-functions.hpp"
+#include "wireprotocol.comms-identifiers.hpp"
+
+namespace Agent::Process::StateFunctions
+{
+
+using AgentCore::Ops::RuntimeState;
+using WireProtocol::Comms::InboundMessage;
+
+void RequestFromServer(LoopContext&)
+{
+    throw Shared::Exception::RuntimeException("This build has no link to the server yet: nothing was requested");
+}
+
+void ConfigCompleted(LoopContext& context)
+{
+    Shared::Log::Warn("This build starts no analytics and compares no versions yet");
+    context.appState.inboundMessages.RemoveAll(
+        [](const InboundMessage& message)
+        { return message.MsgId == WireProtocol::Comms::MsgIds::MSGIDS_CONFIG_CHANGES; });
+    (void)context.identity.UpdateEnablement(context.appState);
+    context.appState.runtimeStates.Push(RuntimeState::InPolling);
+}
+
+} // namespace Agent::Process::StateFunctions

@@ -1,0 +1,31 @@
+#include "agentprocess.states-ending.hpp"
+
+#include "shared.log-functions.hpp"
+
+namespace Agent::Process::StateFunctions
+{
+
+using AgentCore::Ops::RuntimeState;
+
+void RunUpdateTask(LoopContext& context)
+{
+    Shared::Log::Warn("This build compares no versions yet: no upgrade was requested");
+    auto& states = context.appState.runtimeStates;
+    const std::size_t below = states.Size() - 2;
+    // After a failure and its retry, the entry below is the retry itself, and going back to it would go round for ever.
+    const bool isRetryBelow = states.Size() >= 2 && states[below] == RuntimeState::RetryPrevious;
+    if (isRetryBelow)
+    {
+        states.Push(RuntimeState::Initialise);
+        return;
+    }
+    states.PushAt(below, RuntimeState::Initialise);
+}
+
+void StopRequested(LoopContext& context)
+{
+    context.appState.runtimeStates.Push(RuntimeState::Stopped);
+    context.exitCode = StoppedByServerExitCode;
+}
+
+} // namespace Agent::Process::StateFunctions

@@ -1,0 +1,181 @@
+#include "agentprocess.mainloop.hpp"
+
+#include "agentcore.ops-exceptions.hpp"
+#include "agentprocess.states-configuration.hpp"
+#include "agentprocess.states-ending.hpp"
+#include "agentprocess.states-registration.hpp"
+#include "agentprocess.states-waiting.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.time-clock.hpp"
+
+#include <chrono>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace Agent::Process
+{
+
+using AgentCore::Ops::RuntimeState;
+
+namespace
+{
+
+/// A waiting state whose wait itself fails would come back at once, and again; this is held between two such passes.
+constexpr std::uint32_t FailingWaitPauseMs = 1000;
+
+bool IsWaitingState(RuntimeState state)
+{
+    return state == RuntimeState::InPolling || state == RuntimeState::RetryPrevious ||
+           state == RuntimeState::Disconnected;
+}
+
+std::string Fill(fmt::format_string<const char*> text, const std::exception& failure)
+{
+    return fmt::format(text, failure.what());
+}
+
+} // namespace
+
+StateTable MakeStateTable()
+{
+    using namespace StateFunctions;
+    return {
+        {RuntimeState::Initialise, {"Main loop state: Initialise", &Initialise}},
+        {RuntimeState::Register, {"Main loop state: Register", &Register}},
+        {RuntimeState::EstablishConnection, {"Main loop state: EstablishConnection", &EstablishConnection}},
+        {RuntimeState::Startup, {"Main loop state: Startup", &RequestFromServer}},
+        {RuntimeState::GetNetworkConfig, {"Main loop state: GetNetworkConfig", &RequestFromServer}},
+        {RuntimeState::GetTestsConfig, {"Main loop state: GetTestsConfig", &RequestFromServer}},
+        {RuntimeState::GetTagConfig, {"Main loop state: GetTagConfig", &RequestFromServer}},
+        {RuntimeState::GetUserGroups, {"Main loop state: GetUserGroups", &RequestFromServer}},
+        {RuntimeState::GetMtrConfig, {"Main loop state: GetMtrConfig", &RequestFromServer}},
+        {RuntimeState::GetCurlConfig, {"Main loop state: GetCurlConfig", &RequestFromServer}},
+        {RuntimeState::GetEteConfig, {"Main loop state: GetEteConfig", &RequestFromServer}},
+        {RuntimeState::GetInstanceAgentConfig, {"Main loop state: GetInstanceAgentConfig", &RequestFromServer}},
+        {RuntimeState::GetAccountAgentConfig, {"Main loop state: GetAccountAgentConfig", &RequestFromServer}},
+        {RuntimeState::ConfigCompleted, {"Main loop state: ConfigCompleted", &ConfigCompleted}},
+        // Logs its line itself, as the tunnel's status belongs to it.
+        {RuntimeState::InPolling, {nullptr, &InPolling}},
+        {RuntimeState::RetryPrevious, {"Main loop state: RetryPrevious", &RetryPrevious}},
+        {RuntimeState::Disconnected, {"Main loop state: Disconnected", &Disconnected}},
+        {RuntimeState::RunUpdateTask, {"Main loop state: RunUpdateTask", &RunUpdateTask}},
+        {RuntimeState::StopRequested,
+         {"The agent received a stop command from the server and will now exit.", &StopRequested}},
+    };
+}
+
+MainLoop::MainLoop(LoopContext& context, StateTable states) : e_context(context), m_states(std::move(states))
+{
+}
+
+bool MainLoop::RunPass()
+{
+    auto& states = e_context.appState.runtimeStates;
+    if (states.IsCurrent(RuntimeState::Stopped))
+    {
+        return false;
+    }
+    try
+    {
+        RunState(states.GetCurrent());
+        const RuntimeState next = states.GetCurrent();
+        if (next != RuntimeState::Stopped)
+        {
+            if (next != RuntimeState::StopRequested)
+            {
+                AgentCore::Ops::ProcessMessageResponse(e_context.appState, e_context.messageResponses);
+            }
+            if (IsRetrying())
+            {
+                return true;
+            }
+        }
+        e_context.retryAttempts = 0;
+        e_context.retryDelayMs = 0;
+    }
+    catch (const AgentCore::Exception::ConnectionException& failure)
+    {
+        states.Push(RuntimeState::Disconnected);
+        Shared::Log::LogException(Fill("A network error occurred: {}", failure), failure);
+    }
+    catch (const Shared::Exception::FatalException& failure)
+    {
+        Shared::Log::LogException(
+            Fill("A FatalException was encountered in AgentProcess' main loop: {}", failure), failure);
+        e_context.exitCode = failure.GetCode();
+        states.Push(RuntimeState::Stopped);
+    }
+    catch (const std::exception& failure)
+    {
+        OnFailure(failure);
+    }
+    return true;
+}
+
+std::int32_t MainLoop::Run()
+{
+    while (RunPass())
+    {
+    }
+    return e_context.exitCode;
+}
+
+void MainLoop::RunState(RuntimeState state)
+{
+    const auto found = m_states.find(state);
+    if (found == m_states.end())
+    {
+        Shared::Log::Debug("Nothing to action on runtime state: {}", AgentCore::Ops::ToNumber(state));
+        return;
+    }
+    const StateEntry& entry = found->second;
+    if (entry.logLine != nullptr)
+    {
+        Shared::Log::Info("{}", entry.logLine);
+    }
+    entry.function(e_context);
+}
+
+bool MainLoop::IsRetrying() const
+{
+    const auto& states = e_context.appState.runtimeStates;
+    if (states.Size() < 2)
+    {
+        return false;
+    }
+    return states.IsCurrent(RuntimeState::RetryPrevious) || states.IsCurrent(RuntimeState::Disconnected) ||
+           states[states.Size() - 2] == RuntimeState::RetryPrevious;
+}
+
+void MainLoop::OnFailure(const std::exception& failure)
+{
+    auto& states = e_context.appState.runtimeStates;
+    Shared::Log::LogException(Fill("Encountered an exception in main loop: {}", failure), failure);
+    const bool isWaiting = !states.Empty() && IsWaitingState(states.GetCurrent());
+    if (!states.IsCurrent(RuntimeState::InPolling))
+    {
+        states.Push(RuntimeState::RetryPrevious);
+    }
+    if (isWaiting && IsStopSeenWithin(FailingWaitPauseMs))
+    {
+        states.Push(RuntimeState::Stopped);
+    }
+}
+
+bool MainLoop::IsStopSeenWithin(std::uint32_t timeoutMs) const
+{
+    try
+    {
+        return e_context.stopEvent.WaitOnEvent(timeoutMs);
+    }
+    catch (const std::exception& failure)
+    {
+        Shared::Log::LogException("The stop event cannot be waited on", failure);
+        Shared::Time::SleepFor(std::chrono::milliseconds(timeoutMs));
+        return false;
+    }
+}
+
+} // namespace Agent::Process

@@ -1,0 +1,25 @@
+#include "agentcore.ops-appstate.hpp"
+
+#include "shared.util-functions.hpp"
+
+namespace AgentCore::Ops
+{
+
+namespace
+{
+
+constexpr std::uint64_t StackDepth = 2;
+constexpr std::int32_t LowestFirstSeqNum = 1;
+constexpr std::int32_t HighestFirstSeqNum = 20'000;
+
+} // namespace
+
+AppState::AppState()
+    : runtimeStates(StackDepth, true),
+      nextSeqNum(static_cast<std::uint32_t>(
+          Shared::Util::GeneratePseudorandomInt(LowestFirstSeqNum, HighestFirstSeqNum)))
+{
+    runtimeStates.Push(RuntimeState::Initialise);
+}
+
+} // namespace AgentCore::Ops

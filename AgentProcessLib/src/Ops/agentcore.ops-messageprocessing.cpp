@@ -1,0 +1,271 @@
+#include "agentcore.ops-messageprocessing.hpp"
+
+#include "agentcore.messaging-pollresponse.hpp"
+#include "shared.appsettings-functions.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.time-clock.hpp"
+#include "wireprotocol.comms-identifiers.hpp"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <string>
+
+namespace AgentCore::Ops
+{
+
+namespace
+{
+
+using Messaging::MessageResponse;
+using Messaging::MessageResponseStatus;
+namespace Flags = WireProtocol::Comms::Flags;
+namespace MsgIds = WireProtocol::Comms::MsgIds;
+
+/// One request for configuration: where its sequence number is kept, and what follows its answer.
+struct ConfigStep
+{
+    std::uint32_t AppState::*seqNum;
+    RuntimeState next;
+};
+
+/// In the order in which an answer's sequence number is compared.
+constexpr std::array<ConfigStep, 8> ConfigSteps = {
+    {{&AppState::networkConfigSeqNum, RuntimeState::GetTestsConfig},
+     {&AppState::testsConfigSeqNum, RuntimeState::GetTagConfig},
+     {&AppState::tagConfigSeqNum, RuntimeState::GetUserGroups},
+     {&AppState::mtrConfigSeqNum, RuntimeState::GetCurlConfig},
+     {&AppState::curlConfigSeqNum, RuntimeState::GetEteConfig},
+     {&AppState::eteConfigSeqNum, RuntimeState::GetInstanceAgentConfig},
+     {&AppState::instanceAgentSeqNum, RuntimeState::GetAccountAgentConfig},
+     {&AppState::accountAgentSeqNum, RuntimeState::ConfigCompleted}}};
+
+/// One kind of failed exchange: known by up to two ids, or by the sequence number of its request.
+struct FailedStep
+{
+    std::array<std::uint32_t, 2> msgIds;
+    std::uint32_t AppState::*seqNum;
+    RuntimeState repeat;
+    const char* text;
+};
+
+/// In the order of the tests; the last that holds wins.
+constexpr std::array<FailedStep, 9> FailedSteps = {
+    {{{MsgIds::MSGIDS_AGENT_REGISTER_REQUEST, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE},
+      nullptr,
+      RuntimeState::Register,
+      "Register failed"},
+     {{MsgIds::MSGIDS_AGENT_STARTUP_REQUEST, MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE},
+      nullptr,
+      RuntimeState::Startup,
+      "Startup response failed"},
+     {{}, &AppState::networkConfigSeqNum, RuntimeState::GetNetworkConfig, "Network object config failed"},
+     {{}, &AppState::testsConfigSeqNum, RuntimeState::GetTestsConfig, "Tests config failed"},
+     {{}, &AppState::tagConfigSeqNum, RuntimeState::GetTagConfig, "Tag config failed"},
+     {{MsgIds::MSGIDS_AGENT_USER_GROUPS_REQUEST, MsgIds::MSGIDS_AGENT_USER_GROUPS_REQUEST},
+      nullptr,
+      RuntimeState::GetUserGroups,
+      "User groups failed"},
+     {{}, &AppState::mtrConfigSeqNum, RuntimeState::GetMtrConfig, "Mtr config failed"},
+     {{}, &AppState::eteConfigSeqNum, RuntimeState::GetEteConfig, "Ete config failed"},
+     {{}, &AppState::curlConfigSeqNum, RuntimeState::GetCurlConfig, "Curl config failed"}}};
+
+constexpr std::array<std::uint32_t, 3> OnlyLoggedWhenFailed = {
+    MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MsgIds::MSGIDS_AGENT_POLL_REQUEST, MsgIds::MSGIDS_CONFIG_ATTACH_RESULT};
+
+/// Time for the server to have all of a changed configuration before it is asked for it.
+constexpr std::chrono::milliseconds ConfigChangeDelay(2000);
+
+/// Whether the router's first message of the present connection has come.
+bool s_routerFeaturesSeen = false;
+
+/// Whether a message answers the request whose number is kept in `kept`. 0 is kept where nothing was requested yet, and
+/// is what the server puts on messages that answer nothing: the two never belong together.
+bool Answers(std::uint32_t kept, const MessageResponse& message)
+{
+    return kept != 0 && kept == message.SeqNum;
+}
+
+bool Matches(const FailedStep& step, const AppState& appState, const MessageResponse& message)
+{
+    if (step.seqNum != nullptr)
+    {
+        return Answers(appState.*step.seqNum, message);
+    }
+    return std::find(step.msgIds.begin(), step.msgIds.end(), message.MsgId) != step.msgIds.end();
+}
+
+void OnAcknowledgement(const MessageResponse& message)
+{
+    // A delivery that failed acknowledges nothing, whatever its flags say.
+    if (message.MsgId == MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST && message.DeliveryFailed == 0)
+    {
+        Shared::Log::Info("Received ACK for historic poll with seqnum {}. Resending another...", message.SeqNum);
+        Shared::Log::Warn("This build keeps no historic polls yet: nothing was deleted and nothing is sent");
+    }
+}
+
+void OnRouterFeatures(AppState& appState)
+{
+    if (!s_routerFeaturesSeen)
+    {
+        s_routerFeaturesSeen = true;
+        return;
+    }
+    Shared::Log::Info("Detected that the agent lost connection and re-connected. The agent will re-initialise.");
+    appState.runtimeStates.Push(RuntimeState::Initialise);
+    s_routerFeaturesSeen = false;
+}
+
+void OnStartupResponse(AppState& appState, const MessageResponse& message)
+{
+    if (appState.runtimeStates.IsCurrent(RuntimeState::Startup))
+    {
+        Shared::AppSettings::UpdateLastConnectedTime(appState.lastConnectedTime);
+        appState.runtimeStates.Push(RuntimeState::GetNetworkConfig);
+        return;
+    }
+    Shared::Log::Warn("Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num {} whilst in "
+                      "state {}. The associated state transition was ignored.",
+                      message.SeqNum, ToNumber(appState.runtimeStates.GetCurrent()));
+}
+
+void OnPollResponse(AppState& appState, const MessageResponse& message)
+{
+    Shared::AppSettings::UpdateLastConnectedTime(appState.lastConnectedTime);
+    if (Messaging::AsksForConfiguration(message.Payload))
+    {
+        Shared::Log::Info("The poll response has indicated that we should fetch our config");
+        appState.runtimeStates.Push(RuntimeState::Initialise);
+    }
+}
+
+void OnConfigResponse(AppState& appState, const MessageResponse& message)
+{
+    const auto step = std::find_if(ConfigSteps.begin(), ConfigSteps.end(), [&](const ConfigStep& candidate)
+                                   { return Answers(appState.*candidate.seqNum, message); });
+    if (step != ConfigSteps.end())
+    {
+        Shared::Log::Warn("This build does not read configurations yet: the answer with seq_num {} was not stored",
+                          message.SeqNum);
+        appState.runtimeStates.Push(step->next);
+    }
+}
+
+void OnUserGroups(AppState& appState)
+{
+    if (!appState.runtimeStates.IsCurrent(RuntimeState::GetUserGroups))
+    {
+        Shared::Log::Info(
+            "Re-initialising as we received an unexpected MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message");
+        appState.runtimeStates.Push(RuntimeState::Initialise);
+        return;
+    }
+    Shared::Log::Warn("This build does not read user groups yet: the notification was not stored");
+    appState.runtimeStates.Push(RuntimeState::GetMtrConfig);
+}
+
+void OnConfigChanges(AppState& appState)
+{
+    Shared::Time::SleepFor(ConfigChangeDelay);
+    appState.runtimeStates.Push(RuntimeState::Initialise);
+}
+
+void OnUpdateRequest(AppState& appState)
+{
+    Shared::Log::Warn("This build does not read update requests yet: the target version is unknown");
+    appState.runtimeStates.Push(RuntimeState::RunUpdateTask);
+}
+
+} // namespace
+
+void ProcessMessageResponse(AppState& appState, MessageResponses& messageResponses)
+{
+    // Only this thread takes responses, so one that is there stays there.
+    if (messageResponses.Empty())
+    {
+        return;
+    }
+    const MessageResponse message = messageResponses.TakeAt(0);
+    switch (message.Status)
+    {
+    case MessageResponseStatus::Success:
+        ProcessSuccessfulMessage(appState, message);
+        return;
+    case MessageResponseStatus::Reregister:
+        appState.runtimeStates.Push(RuntimeState::Register);
+        return;
+    case MessageResponseStatus::Stop:
+        appState.runtimeStates.Push(RuntimeState::StopRequested);
+        return;
+    case MessageResponseStatus::Failure:
+        Shared::Log::Warn("Unsuccessful processing on {}", message.MsgId);
+        ProcessAndSetFailed(appState, message);
+        return;
+    }
+    Shared::Log::Warn("Unknown status {} on {}", static_cast<std::uint32_t>(message.Status), message.MsgId);
+}
+
+void ProcessSuccessfulMessage(AppState& appState, const MessageResponse& message)
+{
+    if ((message.Flags & Flags::FLAGS_ACK) != 0)
+    {
+        OnAcknowledgement(message);
+        return;
+    }
+    switch (message.MsgId)
+    {
+    case MsgIds::MSGIDS_ROUTER_FEATURES:
+        OnRouterFeatures(appState);
+        break;
+    case MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE:
+        appState.runtimeStates.Push(RuntimeState::Startup);
+        break;
+    case MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE:
+        OnStartupResponse(appState, message);
+        break;
+    case MsgIds::MSGIDS_AGENT_POLL_RESPONSE:
+        OnPollResponse(appState, message);
+        break;
+    case MsgIds::MSGIDS_CONFIG_GET2_RESPONSE:
+        OnConfigResponse(appState, message);
+        break;
+    case MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION:
+        OnUserGroups(appState);
+        break;
+    case MsgIds::MSGIDS_CONFIG_CHANGES:
+        OnConfigChanges(appState);
+        break;
+    case MsgIds::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST:
+        OnUpdateRequest(appState);
+        break;
+    default:
+        break;
+    }
+}
+
+void ProcessAndSetFailed(AppState& appState, const MessageResponse& message)
+{
+    std::string text;
+    for (const FailedStep& step : FailedSteps)
+    {
+        if (Matches(step, appState, message))
+        {
+            appState.runtimeStates.Push(step.repeat);
+            text = step.text;
+        }
+    }
+    if (std::find(OnlyLoggedWhenFailed.begin(), OnlyLoggedWhenFailed.end(), message.MsgId) ==
+        OnlyLoggedWhenFailed.end())
+    {
+        throw Shared::Exception::RuntimeException("An inbound message had an error: " + text);
+    }
+}
+
+void ResetRouterFeatures() noexcept
+{
+    s_routerFeaturesSeen = false;
+}
+
+} // namespace AgentCore::Ops

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "agentcore.messaging-messageresponse.hpp"
+#include "agentcore.ops-appstate.hpp"
+#include "shared.concurrency-threadsafequeue.hpp"
+
+namespace AgentCore::Ops
+{
+
+using MessageResponses = Shared::Concurrency::ThreadSafeQueue<Messaging::MessageResponse>;
+
+// How finished exchanges with the server move the main loop on. Main thread only.
+
+/// Takes one response off the queue, if there is one, and acts on it; more are left for later passes. The response is
+/// off the queue also when acting on it throws.
+/// Throws the runtime exceptions "An inbound message had an error: " and what failed, "Failed to parse PollResponse "
+/// and the payload.
+void ProcessMessageResponse(AppState& appState, MessageResponses& messageResponses);
+
+/// Acts on an accepted exchange.
+void ProcessSuccessfulMessage(AppState& appState, const Messaging::MessageResponse& message);
+
+/// Goes back one step, so that a failed exchange is repeated, and throws so that the retry delay applies. Failed polls
+/// are left alone.
+void ProcessAndSetFailed(AppState& appState, const Messaging::MessageResponse& message);
+
+/// Forgets that the router has announced its features, as at the start of a process.
+void ResetRouterFeatures() noexcept;
+
+} // namespace AgentCore::Ops

@@ -1,0 +1,103 @@
+#include "lab.vellab-options.hpp"
+
+#include <charconv>
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+namespace Lab
+{
+
+namespace
+{
+
+double ParseNumber(const std::string& option, const std::string& text)
+{
+    double number = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || !(number > 0.0) || number > 1e6)
+    {
+        throw std::invalid_argument(option + " needs a number above 0 and at most 1000000, not \"" + text + "\"");
+    }
+    return number;
+}
+
+using Setter = std::function<void(Options&, const std::string& option, const std::string& value)>;
+
+const std::map<std::string, Setter>& OptionsWithValue()
+{
+    static const std::map<std::string, Setter> s_setters = {
+        {"--agent", [](Options& options, const std::string&, const std::string& value) { options.agent = value; }},
+        {"--results", [](Options& options, const std::string&, const std::string& value) { options.results = value; }},
+        {"--server", [](Options& options, const std::string&, const std::string& value) { options.server = value; }},
+        {"--speed", [](Options& options, const std::string& option, const std::string& value)
+         { options.speed = ParseNumber(option, value); }},
+        {"--duration",
+         [](Options& options, const std::string& option, const std::string& value)
+         {
+             constexpr double MsPerSecond = 1000.0;
+             options.duration =
+                 std::chrono::milliseconds(static_cast<std::int64_t>(ParseNumber(option, value) * MsPerSecond));
+         }}};
+    return s_setters;
+}
+
+bool SetFlag(Options& options, const std::string& argument)
+{
+    if (argument == "--keep")
+    {
+        options.duration.reset();
+        return true;
+    }
+    if (argument == "--debug")
+    {
+        options.debug = true;
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+Options ParseOptions(const std::vector<std::string>& arguments)
+{
+    Options options;
+    for (std::size_t i = 0; i < arguments.size(); ++i)
+    {
+        if (SetFlag(options, arguments[i]))
+        {
+            continue;
+        }
+        const std::size_t equals = arguments[i].find('=');
+        const std::string name = arguments[i].substr(0, equals);
+        const auto setter = OptionsWithValue().find(name);
+        if (setter == OptionsWithValue().end())
+        {
+            throw std::invalid_argument("\"" + arguments[i] + "\" is no option of vellab run");
+        }
+        if (equals == std::string::npos && i + 1 == arguments.size())
+        {
+            throw std::invalid_argument(name + " needs a value");
+        }
+        setter->second(options, name, equals == std::string::npos ? arguments[++i] : arguments[i].substr(equals + 1));
+    }
+    if (options.agent.empty() || options.results.empty())
+    {
+        throw std::invalid_argument("--agent and --results must be given");
+    }
+    return options;
+}
+
+std::string UsageText()
+{
+    return "vellab run --agent FILE --results FOLDER [options]\n"
+           "    Lays out settings for the agent, makes its stop event, starts it in a folder of its own, shows its log\n"
+           "    live, tells it to stop, and reports how it ended. Everything is kept in FOLDER.\n"
+           "  --duration SECONDS  how long the agent runs before it is told to stop (25)\n"
+           "  --keep              it runs until an interrupt instead\n"
+           "  --server TEXT       what the settings name as the server (https://cloud.lab.example)\n"
+           "  --speed X           the laboratory's agent lives X times faster (1)\n"
+           "  --debug             starts the agent with -d, in which it makes its stop event itself\n";
+}
+
+} // namespace Lab

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "shared.concurrency-event.hpp"
+
+#include <filesystem>
+#include <string>
+
+namespace Lab
+{
+
+/// Gives this process and its children a settings store and a meeting place of their own inside of `results`: on Linux by
+/// the two folders that a service manager would name, on Windows (where the registry is one for the whole machine) by
+/// nothing, as the laboratory's machine is Wine's prefix. Call once, before any thread is started.
+void UseOwnSurroundings(const std::filesystem::path& results);
+
+/// Lets an interrupt at the terminal signal `interrupted` instead of ending the process. The event must outlive the
+/// process's interest in it.
+void SignalOnInterrupt(Shared::Concurrency::Event& interrupted);
+
+/// The name that a program's file has here: "X" or "X.exe".
+std::string ProgramName(const std::string& name);
+
+} // namespace Lab

@@ -1,0 +1,59 @@
+#include "lab.vellab-surroundings.hpp"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <system_error>
+
+namespace Lab
+{
+
+namespace
+{
+
+std::atomic<Shared::Concurrency::Event*> s_interrupted{nullptr};
+
+void OnInterrupt(int) noexcept
+{
+    const int error = errno;
+    if (Shared::Concurrency::Event* const event = s_interrupted.load())
+    {
+        event->SignalNoThrow();
+    }
+    errno = error;
+}
+
+void UseFolder(const char* variable, const std::filesystem::path& folder)
+{
+    std::filesystem::create_directories(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
+    if (::setenv(variable, std::filesystem::absolute(folder).c_str(), 1) != 0)
+    {
+        throw std::system_error(errno, std::generic_category(), variable);
+    }
+}
+
+} // namespace
+
+void UseOwnSurroundings(const std::filesystem::path& results)
+{
+    UseFolder("STATE_DIRECTORY", results / "state");
+    UseFolder("RUNTIME_DIRECTORY", results / "run");
+}
+
+void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
+{
+    s_interrupted = &interrupted;
+    struct sigaction action = {};
+    action.sa_handler = &OnInterrupt;
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+}
+
+std::string ProgramName(const std::string& name)
+{
+    return name;
+}
+
+} // namespace Lab

@@ -1,0 +1,244 @@
+#include "agentprocess.states-waiting.hpp"
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "test.support-mainloop.hpp"
+
+#include <limits>
+
+namespace
+{
+
+using AgentCore::Messaging::MessageResponseStatus;
+using AgentCore::Ops::RuntimeState;
+using Shared::Log::Level;
+using ::testing::ElementsAre;
+namespace StateFunctions = Agent::Process::StateFunctions;
+
+class WaitingStatesTest : public TestSupport::MainLoopTest
+{
+protected:
+    /// Whether the watch on the agent key is armed: it fires for a change.
+    bool IsWatchArmed()
+    {
+        TouchAgentKey(L"a text that nobody else writes");
+        return m_registryChanged.WaitOnEvent(TestSupport::LimitMs);
+    }
+};
+
+TEST_F(WaitingStatesTest, PollingEndsWithTheStopEvent)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_stopEvent.Signal();
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Stopped);
+    EXPECT_EQ(m_log.Count(Level::Info, "Main loop state: InPolling, Tunnel Status: connected-internal"), 1U);
+}
+
+TEST_F(WaitingStatesTest, TheStopEventComesBeforeEverythingElse)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_registryChanged.Signal();
+    PushResponse(24101, MessageResponseStatus::Success);
+    m_heartbeatTimer.SetTimerInMillis(0, 0);
+    m_stopEvent.Signal();
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Stopped);
+    EXPECT_EQ(m_identity.identityChecks, 0);
+}
+
+TEST_F(WaitingStatesTest, AChangedIdentityLeadsFromPollingToInitialise)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_identity.identityChanged = true;
+    TouchAgentKey(L"changed");
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_identity.enablementUpdates, 0);
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, AnyOtherRegistryChangeUpdatesTheStatusAndPollingGoesOn)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_identity.testsEnabled = true;
+    TouchAgentKey(L"changed");
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, TheWatchIsArmedAgainAlsoWhenTheReactionThrows)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_identity.fails = true;
+    TouchAgentKey(L"changed");
+    EXPECT_THROW(StateFunctions::InPolling(m_context), Shared::Exception::RuntimeException);
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, AResponseEndsTheWaitAndIsLeftToTheMainLoop)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    PushResponse(24101, MessageResponseStatus::Success);
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_EQ(m_responses.Size(), 1U);
+}
+
+TEST_F(WaitingStatesTest, TheHeartbeatEndsTheWaitAndDoesNothing)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_heartbeatTimer.SetTimerInMillis(0, 0);
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_EQ(m_identity.enablementUpdates, 0);
+}
+
+TEST_F(WaitingStatesTest, TheUpgradeTimerIsReported)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_upgradeTimer.SetTimerInMillis(0, 0);
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(m_log.Count(Level::Warning,
+                          "An upgrade was initiated, but it does not appear to have yet completed. Retrying..."),
+              1U);
+}
+
+TEST_F(WaitingStatesTest, ARetryReturnsToTheStateBelowAfterItsDelay)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = 50;
+    const TestSupport::Stopwatch watch;
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_GE(watch.ElapsedMs(), 50.0);
+    EXPECT_THAT(Stack(), ElementsAre(RuntimeState::RetryPrevious, RuntimeState::GetTagConfig));
+    EXPECT_EQ(m_context.retryAttempts, 1U);
+    EXPECT_EQ(m_context.retryDelayMs, 50U);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Retrying previous operation in 50 ms"), 1U);
+}
+
+TEST_F(WaitingStatesTest, ARetryOnAStackOfOneEntryReturnsToInitialise)
+{
+    SetStack({RuntimeState::RetryPrevious});
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+}
+
+TEST_F(WaitingStatesTest, AStopEndsTheRetryAtOnce)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = TestSupport::LimitMs;
+    m_stopEvent.Signal();
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Stopped);
+}
+
+TEST_F(WaitingStatesTest, ARegistryChangeDuringARetryStartsItOverOneAttemptLonger)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = TestSupport::LimitMs;
+    TouchAgentKey(L"changed");
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_THAT(Stack(), ElementsAre(RuntimeState::GetTagConfig, RuntimeState::RetryPrevious));
+    EXPECT_EQ(m_context.retryAttempts, 1U);
+    m_stopEvent.Signal();
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_THAT(m_identity.attempts, ElementsAre(1U, 2U));
+}
+
+TEST_F(WaitingStatesTest, ARegistryChangeThatEnablesTheTestsEndsTheRetry)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = TestSupport::LimitMs;
+    m_identity.testsEnabled = true;
+    TouchAgentKey(L"changed");
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, AChangedIdentityEndsTheRetry)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = TestSupport::LimitMs;
+    m_identity.identityChanged = true;
+    TouchAgentKey(L"changed");
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_identity.enablementUpdates, 0);
+}
+
+TEST_F(WaitingStatesTest, TheAttemptsStayAtTheirMaximum)
+{
+    constexpr std::uint32_t Most = std::numeric_limits<std::uint32_t>::max();
+    m_context.retryAttempts = Most - 1;
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    StateFunctions::RetryPrevious(m_context);
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_THAT(m_identity.attempts, ElementsAre(Most, Most));
+}
+
+TEST_F(WaitingStatesTest, DisconnectedGoesBackToTheStartOnceThereIsATenant)
+{
+    SetStack({RuntimeState::Register, RuntimeState::Disconnected});
+    m_identity.subTenantId = L"tenant";
+    m_identity.delayMs = 30;
+    m_context.retryAttempts = 5;
+    const TestSupport::Stopwatch watch;
+    StateFunctions::Disconnected(m_context);
+    EXPECT_GE(watch.ElapsedMs(), 30.0);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_context.retryAttempts, 0U);
+    EXPECT_EQ(m_identity.serverRefreshes, 1);
+    EXPECT_EQ(m_log.Count(Level::Info, "Connection re-established"), 1U);
+}
+
+TEST_F(WaitingStatesTest, DisconnectedStaysWithoutATenant)
+{
+    SetStack({RuntimeState::Register, RuntimeState::Disconnected});
+    StateFunctions::Disconnected(m_context);
+    StateFunctions::Disconnected(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Disconnected);
+    EXPECT_THAT(m_identity.attempts, ElementsAre(1U, 2U));
+    EXPECT_EQ(m_log.Count(Level::Warning, "Agent is disconnected and no subtenant-id is available. No attempt will be "
+                                          "made to re-connect until a subtenant is available."),
+              2U);
+}
+
+TEST_F(WaitingStatesTest, ARegistryChangeInDisconnectedUpdatesTheStatusAndTheWaitGoesOnWithTheTimeLeft)
+{
+    SetStack({RuntimeState::Register, RuntimeState::Disconnected});
+    m_identity.delayMs = 400;
+    TouchAgentKey(L"changed");
+    const TestSupport::Stopwatch watch;
+    StateFunctions::Disconnected(m_context);
+    EXPECT_GE(watch.ElapsedMs(), 400.0);
+    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_GE(m_log.Count(Level::Warning, "Agent will attempt to reconnect in "), 2U);
+    EXPECT_EQ(m_context.retryAttempts, 1U);
+}
+
+TEST_F(WaitingStatesTest, AStopEndsDisconnectedAtOnceAlsoWithADelayOfNothing)
+{
+    SetStack({RuntimeState::Register, RuntimeState::Disconnected});
+    m_identity.delayMs = 0;
+    m_stopEvent.Signal();
+    StateFunctions::Disconnected(m_context);
+    EXPECT_EQ(Top(), RuntimeState::Stopped);
+}
+
+TEST_F(WaitingStatesTest, DelaysAreOfTheAgentsClock)
+{
+    Shared::Time::ClockControl::SetSpeed(1000);
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = 3'600'000;
+    const TestSupport::Stopwatch watch;
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_GE(watch.ElapsedMs(), 3'600.0);
+    EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
+}
+
+} // namespace

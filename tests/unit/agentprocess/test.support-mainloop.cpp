@@ -1,0 +1,107 @@
+#include "test.support-mainloop.hpp"
+
+#include "shared.appsettings-paths.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "shared.winreg-administration.hpp"
+
+namespace TestSupport
+{
+
+using AgentCore::Ops::AppState;
+using AgentCore::Ops::RuntimeState;
+namespace Paths = Shared::AppSettings::Paths;
+namespace WinReg = Shared::WinReg;
+
+bool FakeIdentity::HasIdentityChanged(const AppState&)
+{
+    ++identityChecks;
+    return identityChanged;
+}
+
+bool FakeIdentity::UpdateEnablement(const AppState&)
+{
+    ++enablementUpdates;
+    if (fails)
+    {
+        throw Shared::Exception::RuntimeException("the enablement cannot be updated");
+    }
+    return testsEnabled;
+}
+
+std::wstring FakeIdentity::GetSubTenantId()
+{
+    return subTenantId;
+}
+
+std::wstring FakeIdentity::GetRegisteredId()
+{
+    return registeredId;
+}
+
+std::wstring FakeIdentity::GetTunnelStatus()
+{
+    return L"connected-internal";
+}
+
+void FakeIdentity::RefreshServer(AppState&)
+{
+    ++serverRefreshes;
+}
+
+std::uint32_t FakeIdentity::CalculateRetryDelay(std::uint32_t attempt)
+{
+    attempts.push_back(attempt);
+    return delayMs;
+}
+
+MainLoopTest::MainLoopTest()
+    : m_stopEvent(false, true), m_registryChanged(false, false), m_upgradeTimer(false, false),
+      m_heartbeatTimer(false, false), m_context{m_state,           m_identity,  m_agentKey,     m_stopEvent,
+                                                m_registryChanged, m_responses, m_upgradeTimer, m_heartbeatTimer}
+{
+    AgentCore::Ops::ResetRouterFeatures();
+    WinReg::CreateKey(WinReg::Root::LocalMachine, Paths::Agent);
+    m_agentKey = WinReg::OpenKey(WinReg::Root::LocalMachine, Paths::Agent);
+    WinReg::WatchKey(m_agentKey, m_registryChanged);
+}
+
+MainLoopTest::~MainLoopTest()
+{
+    Shared::Time::ClockControl::Reset();
+}
+
+RuntimeState MainLoopTest::Top() const
+{
+    return m_state.runtimeStates.GetCurrent();
+}
+
+std::vector<RuntimeState> MainLoopTest::Stack() const
+{
+    const auto& items = m_state.runtimeStates.GetItems();
+    return {items.begin(), items.end()};
+}
+
+void MainLoopTest::SetStack(const std::vector<RuntimeState>& states)
+{
+    while (!m_state.runtimeStates.Empty())
+    {
+        (void)m_state.runtimeStates.Pop();
+    }
+    for (const RuntimeState state : states)
+    {
+        m_state.runtimeStates.Push(state);
+    }
+}
+
+void MainLoopTest::TouchAgentKey(const std::wstring& text)
+{
+    WinReg::SetStringValue(WinReg::Root::LocalMachine, Paths::Agent, L"status", text);
+}
+
+void MainLoopTest::PushResponse(std::uint32_t msgId, AgentCore::Messaging::MessageResponseStatus status)
+{
+    m_responses.Push(AgentCore::Messaging::MessageResponse({77, msgId, "{}", 0, 0, {}}, status));
+}
+
+} // namespace TestSupport

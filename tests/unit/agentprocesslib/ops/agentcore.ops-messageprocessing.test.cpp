@@ -1,0 +1,321 @@
+#include "agentcore.ops-messageprocessing.hpp"
+
+#include "shared.appsettings-paths.hpp"
+#include "shared.concurrency-functions.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.time-clock.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "shared.winreg-administration.hpp"
+#include "shared.winreg-functions.hpp"
+#include "test.support-capturedlog.hpp"
+#include "test.support-settingsstore.hpp"
+#include "wireprotocol.comms-identifiers.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using AgentCore::Messaging::MessageResponse;
+using AgentCore::Messaging::MessageResponseStatus;
+using AgentCore::Ops::AppState;
+using AgentCore::Ops::MessageResponses;
+using AgentCore::Ops::RuntimeState;
+using Shared::Log::Level;
+using ::testing::HasSubstr;
+namespace MsgIds = WireProtocol::Comms::MsgIds;
+namespace WinReg = Shared::WinReg;
+
+class MessageProcessingTest : public ::testing::Test
+{
+protected:
+    MessageProcessingTest()
+    {
+        AgentCore::Ops::ResetRouterFeatures();
+        WinReg::CreateKey(WinReg::Root::LocalMachine, Shared::AppSettings::Paths::Agent);
+    }
+
+    ~MessageProcessingTest() override
+    {
+        Shared::Time::ClockControl::Reset();
+    }
+
+    /// One response on the queue, and one call.
+    void Process(std::uint32_t msgId,
+                 MessageResponseStatus status = MessageResponseStatus::Success,
+                 std::uint32_t seqNum = 77,
+                 std::string payload = "{}",
+                 std::uint32_t flags = 0)
+    {
+        m_responses.Push(MessageResponse({seqNum, msgId, std::move(payload), flags, 0, {}}, status));
+        AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
+    }
+
+    RuntimeState Top() const
+    {
+        return m_state.runtimeStates.GetCurrent();
+    }
+
+    void Enter(RuntimeState state)
+    {
+        m_state.runtimeStates.Push(state);
+    }
+
+    /// The text behind the place of the exception that a failed exchange ends in.
+    std::string FailureOf(std::uint32_t msgId, std::uint32_t seqNum = 77)
+    {
+        try
+        {
+            Process(msgId, MessageResponseStatus::Failure, seqNum);
+        }
+        catch (const Shared::Exception::RuntimeException& exception)
+        {
+            const std::string what = exception.what();
+            EXPECT_THAT(what, HasSubstr("Exception in ProcessAndSetFailed() at "));
+            return what.substr(what.find(" --> ") + 5);
+        }
+        return "no exception";
+    }
+
+    TestSupport::TemporarySettingsStore m_store;
+    TestSupport::CapturedLog m_log;
+    AppState m_state;
+    MessageResponses m_responses;
+};
+
+TEST_F(MessageProcessingTest, AnEmptyQueueChangesNothing)
+{
+    AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+}
+
+TEST_F(MessageProcessingTest, OneResponseIsTakenPerCallAndTheEventFollowsWhatIsLeft)
+{
+    m_responses.Push(MessageResponse({1, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE, "", 0, 0, {}},
+                                     MessageResponseStatus::Success));
+    m_responses.Push(MessageResponse({2, 4711, "", 0, 0, {}}, MessageResponseStatus::Reregister));
+    AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
+    EXPECT_EQ(Top(), RuntimeState::Startup);
+    EXPECT_EQ(m_responses.Size(), 1U);
+    EXPECT_TRUE(Shared::Concurrency::WaitFor(m_responses.GetEventHandle(), 0));
+    AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
+    EXPECT_EQ(Top(), RuntimeState::Register);
+    EXPECT_FALSE(Shared::Concurrency::WaitFor(m_responses.GetEventHandle(), 0));
+}
+
+TEST_F(MessageProcessingTest, AFailingResponseIsOffTheQueueToo)
+{
+    EXPECT_EQ(FailureOf(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE), "An inbound message had an error: Startup response failed");
+    EXPECT_TRUE(m_responses.Empty());
+    EXPECT_FALSE(Shared::Concurrency::WaitFor(m_responses.GetEventHandle(), 0));
+}
+
+TEST_F(MessageProcessingTest, StatusReregisterAndStopPushTheirStates)
+{
+    Process(4711, MessageResponseStatus::Reregister);
+    EXPECT_EQ(Top(), RuntimeState::Register);
+    Process(4711, MessageResponseStatus::Stop);
+    EXPECT_EQ(Top(), RuntimeState::StopRequested);
+}
+
+TEST_F(MessageProcessingTest, AnUnknownStatusIsOnlyLogged)
+{
+    Process(4711, static_cast<MessageResponseStatus>(9));
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Unknown status 9 on 4711"), 1U);
+}
+
+TEST_F(MessageProcessingTest, TheFirstRouterFeaturesAreIgnoredTheSecondRestartTheThirdAreIgnored)
+{
+    Enter(RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_log.Count(Level::Info, "Detected that the agent lost connection and re-connected. The agent "
+                                           "will re-initialise."), 1U);
+    Enter(RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+}
+
+TEST_F(MessageProcessingTest, AStartupResponseLeadsOnOnlyFromStartup)
+{
+    Enter(RuntimeState::Startup);
+    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE);
+    EXPECT_EQ(Top(), RuntimeState::GetNetworkConfig);
+    EXPECT_GT(m_state.lastConnectedTime, 1'700'000'000);
+    EXPECT_FALSE(
+        WinReg::GetStringValue(WinReg::Root::LocalMachine, Shared::AppSettings::Paths::Agent, L"last-connected-time")
+            .empty());
+}
+
+TEST_F(MessageProcessingTest, ASecondStartupResponseDuringInPollingOnlyLogsAWarning)
+{
+    Enter(RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 123);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_EQ(m_state.lastConnectedTime, 0);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num 123 "
+                          "whilst in state 15. The associated state transition was ignored."), 1U);
+}
+
+TEST_F(MessageProcessingTest, APollResponseThatAsksForConfigurationRestarts)
+{
+    Enter(RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, R"({"fetchConfig":false})");
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_GT(m_state.lastConnectedTime, 0);
+    Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 6, R"({"fetchConfig":true})");
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_log.Count(Level::Info, "The poll response has indicated that we should fetch our config"), 1U);
+}
+
+TEST_F(MessageProcessingTest, AnUnreadablePollResponseIsAnException)
+{
+    EXPECT_THROW(Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, "x"),
+                 Shared::Exception::RuntimeException);
+}
+
+TEST_F(MessageProcessingTest, EachConfigurationAnswerLeadsToTheNextState)
+{
+    const std::vector<std::pair<std::uint32_t AppState::*, RuntimeState>> steps = {
+        {&AppState::networkConfigSeqNum, RuntimeState::GetTestsConfig},
+        {&AppState::testsConfigSeqNum, RuntimeState::GetTagConfig},
+        {&AppState::tagConfigSeqNum, RuntimeState::GetUserGroups},
+        {&AppState::mtrConfigSeqNum, RuntimeState::GetCurlConfig},
+        {&AppState::curlConfigSeqNum, RuntimeState::GetEteConfig},
+        {&AppState::eteConfigSeqNum, RuntimeState::GetInstanceAgentConfig},
+        {&AppState::instanceAgentSeqNum, RuntimeState::GetAccountAgentConfig},
+        {&AppState::accountAgentSeqNum, RuntimeState::ConfigCompleted}};
+    std::uint32_t number = 100;
+    for (const auto& [field, next] : steps)
+    {
+        m_state.*field = ++number;
+        Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, number);
+        EXPECT_EQ(Top(), next);
+    }
+}
+
+TEST_F(MessageProcessingTest, AConfigurationAnswerThatNobodyAskedForHasNoEffect)
+{
+    Enter(RuntimeState::GetTagConfig);
+    m_state.tagConfigSeqNum = 40;
+    Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 41);
+    Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 0);
+    EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
+}
+
+TEST_F(MessageProcessingTest, UserGroupsLeadOnFromTheirStateAndRestartFromEveryOther)
+{
+    Enter(RuntimeState::GetUserGroups);
+    Process(MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
+    EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
+    Process(MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_EQ(m_log.Count(Level::Info, "Re-initialising as we received an unexpected "
+                                           "MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message"), 1U);
+}
+
+TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
+{
+    Shared::Time::ClockControl::SetSpeed(100);
+    Enter(RuntimeState::InPolling);
+    const auto before = Shared::Time::MonotonicNow();
+    Process(MsgIds::MSGIDS_CONFIG_CHANGES);
+    EXPECT_GE(Shared::Time::MonotonicNow() - before, std::chrono::milliseconds(1990));
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+}
+
+TEST_F(MessageProcessingTest, AnUpdateRequestLeadsToTheUpdateTask)
+{
+    Enter(RuntimeState::InPolling);
+    Process(MsgIds::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST);
+    EXPECT_EQ(Top(), RuntimeState::RunUpdateTask);
+}
+
+TEST_F(MessageProcessingTest, AnAcknowledgementMovesNothing)
+{
+    Enter(RuntimeState::Startup);
+    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 9, "", 1);
+    EXPECT_EQ(Top(), RuntimeState::Startup);
+    Process(MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, MessageResponseStatus::Success, 9, "", 1 + 1024);
+    EXPECT_EQ(Top(), RuntimeState::Startup);
+    EXPECT_EQ(m_log.Count(Level::Info, "Received ACK for historic poll with seqnum 9. Resending another..."), 1U);
+}
+
+TEST_F(MessageProcessingTest, AHistoricPollThatWasNotDeliveredIsNoAcknowledgement)
+{
+    m_responses.Push(MessageResponse({9, MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, "", 1, 1, {}},
+                                     MessageResponseStatus::Success));
+    AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
+    EXPECT_EQ(m_log.Count(Level::Info, "Received ACK"), 0U);
+}
+
+TEST_F(MessageProcessingTest, EachFailureGoesBackToItsStateAndSaysSo)
+{
+    struct Row
+    {
+        std::uint32_t msgId;
+        std::uint32_t AppState::*field;
+        RuntimeState state;
+        std::string text;
+    };
+    const std::vector<Row> rows = {
+        {24000, nullptr, RuntimeState::Register, "Register failed"},
+        {24100, nullptr, RuntimeState::Register, "Register failed"},
+        {24001, nullptr, RuntimeState::Startup, "Startup response failed"},
+        {24101, nullptr, RuntimeState::Startup, "Startup response failed"},
+        {6006, &AppState::networkConfigSeqNum, RuntimeState::GetNetworkConfig, "Network object config failed"},
+        {6006, &AppState::testsConfigSeqNum, RuntimeState::GetTestsConfig, "Tests config failed"},
+        {6006, &AppState::tagConfigSeqNum, RuntimeState::GetTagConfig, "Tag config failed"},
+        {24200, nullptr, RuntimeState::GetUserGroups, "User groups failed"},
+        {6006, &AppState::mtrConfigSeqNum, RuntimeState::GetMtrConfig, "Mtr config failed"},
+        {6006, &AppState::eteConfigSeqNum, RuntimeState::GetEteConfig, "Ete config failed"},
+        {6006, &AppState::curlConfigSeqNum, RuntimeState::GetCurlConfig, "Curl config failed"}};
+    std::uint32_t number = 500;
+    for (const Row& row : rows)
+    {
+        ++number;
+        if (row.field != nullptr)
+        {
+            m_state.*row.field = number;
+        }
+        EXPECT_EQ(FailureOf(row.msgId, number), "An inbound message had an error: " + row.text);
+        EXPECT_EQ(Top(), row.state);
+        EXPECT_GE(m_log.Count(Level::Warning, "Unsuccessful processing on " + std::to_string(row.msgId)), 1U);
+    }
+}
+
+TEST_F(MessageProcessingTest, OfSeveralMatchingFailuresTheLastWins)
+{
+    m_state.networkConfigSeqNum = 8;
+    m_state.curlConfigSeqNum = 8;
+    EXPECT_EQ(FailureOf(24000, 8), "An inbound message had an error: Curl config failed");
+    EXPECT_EQ(Top(), RuntimeState::GetCurlConfig);
+}
+
+TEST_F(MessageProcessingTest, AFailureThatMatchesNothingThrowsWithoutAReasonAndLeavesTheState)
+{
+    Enter(RuntimeState::GetInstanceAgentConfig);
+    m_state.instanceAgentSeqNum = 90;
+    EXPECT_EQ(FailureOf(6006, 90), "An inbound message had an error: ");
+    EXPECT_EQ(FailureOf(4711, 0), "An inbound message had an error: ");
+    EXPECT_EQ(Top(), RuntimeState::GetInstanceAgentConfig);
+}
+
+TEST_F(MessageProcessingTest, FailedPollsAndAttachResultsAreOnlyLogged)
+{
+    Enter(RuntimeState::InPolling);
+    for (const std::uint32_t msgId : {24102U, 24002U, 6054U})
+    {
+        EXPECT_EQ(FailureOf(msgId), "no exception");
+        EXPECT_EQ(Top(), RuntimeState::InPolling);
+    }
+}
+
+} // namespace
