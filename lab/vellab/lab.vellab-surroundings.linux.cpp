@@ -1,5 +1,7 @@
 #include "lab.vellab-surroundings.hpp"
 
+#include "shared.winreg-store.linux.hpp"
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -40,6 +42,8 @@ void UseOwnSurroundings(const std::filesystem::path& results)
 {
     UseFolder("STATE_DIRECTORY", results / "state");
     UseFolder("RUNTIME_DIRECTORY", results / "run");
+    // One that is open already is that of before.
+    Shared::WinReg::CloseSettingsStore();
 }
 
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)

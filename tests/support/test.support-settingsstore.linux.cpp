@@ -1,13 +1,13 @@
 #include "test.support-settingsstore.hpp"
 
-#include "shared.winreg-administration.hpp"
-#include "shared.winreg-store.linux.hpp"
-
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <system_error>
+
+#include "shared.winreg-administration.hpp"
+#include "shared.winreg-store.linux.hpp"
 
 namespace TestSupport
 {

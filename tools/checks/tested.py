@@ -1,4 +1,5 @@
-"""Every .cpp of the product has a test file of its name: tests/unit/**/X.test.cpp or tests/contract/**/X.test.cpp.
+"""Every .cpp of the product has a test file of its name: tests/unit/**/X.test.cpp, or tests/contract/**/X.contract.test.cpp
+where it is an operation of the seam.
 
 X is the name without the platform: the bodies shared.a-b.cpp, shared.a-b.windows.cpp and shared.a-b.linux.cpp share
 shared.a-b.test.cpp. Where no test of that name makes sense, untested.txt holds a line `X | reason`.
@@ -12,7 +13,7 @@ EXCEPTIONS = "tools/checks/untested.txt"
 
 
 def thing(path: str) -> str:
-    return re.sub(r"(\.(windows|linux))?(\.test)?(\.(windows|linux))?\.cpp$", "", name(path))
+    return re.sub(r"(\.(contract|windows|linux))*(\.test)?(\.(windows|linux))?\.cpp$", "", name(path))
 
 
 def check(tree: Tree) -> list[Finding]:

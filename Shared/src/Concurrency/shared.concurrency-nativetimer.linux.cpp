@@ -39,8 +39,8 @@ nanoseconds AtLeastOne(nanoseconds span) noexcept
 
 bool Arm(Raii::RawHandle handle, int flags, nanoseconds due, nanoseconds period) noexcept
 {
-    const itimerspec specification = {ToTimespec(period), ToTimespec(AtLeastOne(due))};
-    return ::timerfd_settime(Raw::DescriptorOf(handle), flags, &specification, nullptr) == 0;
+    const itimerspec times = {ToTimespec(period), ToTimespec(AtLeastOne(due))};
+    return ::timerfd_settime(Raw::DescriptorOf(handle), flags, &times, nullptr) == 0;
 }
 
 bool IsExpired(Raii::RawHandle handle, int patienceMs) noexcept

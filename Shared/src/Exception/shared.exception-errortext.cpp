@@ -1,8 +1,12 @@
 #include "shared.exception-errortext.hpp"
 
-#include "shared.exception-nativeerrortext.hpp"
+#include <optional>
+#include <string>
+#include <utility>
 
 #include <fmt/format.h>
+
+#include "shared.exception-nativeerrortext.hpp"
 
 namespace Shared::Exception
 {

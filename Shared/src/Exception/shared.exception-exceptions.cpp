@@ -1,10 +1,10 @@
 #include "shared.exception-exceptions.hpp"
 
-#include "shared.exception-errortext.hpp"
-
 #include <utility>
 
 #include <fmt/format.h>
+
+#include "shared.exception-errortext.hpp"
 
 namespace Shared::Exception
 {

@@ -1,10 +1,10 @@
 #include "shared.exception-nativeerrortext.hpp"
 
-#include "shared.platform-errors.hpp"
-
 #include <array>
 #include <limits>
 #include <string_view>
+
+#include "shared.platform-errors.hpp"
 
 #include <string.h>
 

@@ -1,9 +1,9 @@
 #include "shared.exception-nativeerrortext.hpp"
 
-#include "shared.util-utf8.hpp"
-
 #include <memory>
 #include <string_view>
+
+#include "shared.util-utf8.hpp"
 
 #include "shared.platform-windows.windows.hpp"
 

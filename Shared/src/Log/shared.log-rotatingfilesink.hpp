@@ -26,8 +26,9 @@ namespace Shared::Log::sinks
 ///   emptied, because it must not grow without end, and the line is lost.
 /// - As long as the file cannot be opened, lines are lost, and opening is tried again at most every 30 seconds of the
 ///   agent's clock.
-/// - Lines are collected before they are written, so a full disk may show only when the file is flushed. Lines that did
-///   not get to the disk count for the file's size all the same: it is rotated, and the oldest file makes room.
+/// - Lines are collected before they are written, so a full disk may show only when the file is flushed. Once there is
+///   room again, logging goes on where it stopped. No file is rotated while its lines cannot be written, so that a full
+///   disk does not push out the older files.
 ///
 /// A base file that others delete is made anew: on Linux at the next rotation, up to which its lines go into the deleted
 /// one. On Windows it cannot be deleted while it is open.
@@ -74,7 +75,7 @@ private:
     spdlog::details::file_helper m_file;
     /// The file helper cannot say whether it has a file, and must not be used without one.
     bool m_isOpen = false;
-    /// Bytes of all lines since the file was opened, and what was in it then: never less than what it will hold.
+    /// What was in the file when it was opened, and all lines since: never less than it will hold once all is flushed.
     std::size_t m_currentSize = 0;
     std::string m_openFailure;
     Time::MonotonicTime m_nextOpening;

@@ -1,10 +1,10 @@
 #include "shared.winreg-administration.hpp"
 
+#include <algorithm>
+
 #include "shared.platform-errors.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-native.hpp"
-
-#include <algorithm>
 
 namespace Shared::WinReg
 {

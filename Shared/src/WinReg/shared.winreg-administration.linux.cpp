@@ -1,11 +1,11 @@
 #include "shared.winreg-administration.hpp"
 
+#include <string_view>
+
 #include "shared.util-functions.hpp"
 #include "shared.winreg-native.hpp"
 #include "shared.winreg-path.linux.hpp"
 #include "shared.winreg-store.linux.hpp"
-
-#include <string_view>
 
 namespace Shared::WinReg::Native
 {

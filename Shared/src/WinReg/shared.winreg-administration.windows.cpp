@@ -1,9 +1,9 @@
 #include "shared.winreg-administration.hpp"
 
+#include <utility>
+
 #include "shared.winreg-native.hpp"
 #include "shared.winreg-native.windows.hpp"
-
-#include <utility>
 
 #include "shared.platform-windows.windows.hpp"
 

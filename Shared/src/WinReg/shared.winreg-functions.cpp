@@ -1,13 +1,13 @@
 #include "shared.winreg-functions.hpp"
 
+#include <fmt/format.h>
+
 #include "shared.exception-errortext.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-native.hpp"
-
-#include <fmt/format.h>
 
 namespace Shared::WinReg
 {

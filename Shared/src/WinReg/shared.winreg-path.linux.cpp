@@ -1,15 +1,16 @@
 #include "shared.winreg-path.linux.hpp"
 
-#include "shared.util-functions.hpp"
-
 #include <string_view>
+
+#include "shared.util-functions.hpp"
 
 namespace Shared::WinReg
 {
 
 std::string ToStoredName(const std::wstring& text)
 {
-    return Util::ConvertStringType(std::wstring_view(text.c_str()));
+    const auto end = std::wstring_view(text).find(L'\0');
+    return Util::ConvertStringType(std::wstring_view(text).substr(0, end));
 }
 
 std::string ToStoredPath(const std::wstring& text)

@@ -1,20 +1,21 @@
 #include "shared.winreg-store.linux.hpp"
 
-#include "shared.exception-errortext.hpp"
-#include "shared.log-functions.hpp"
-#include "shared.time-clock.hpp"
-#include "shared.util-functions.hpp"
-#include "shared.winreg-watch.linux.hpp"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
 #include <sqlite3.h>
+
+#include "shared.exception-errortext.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.time-clock.hpp"
+#include "shared.util-functions.hpp"
+#include "shared.winreg-watch.linux.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -31,8 +32,8 @@ constexpr const char* DefaultFolder = "/var/lib/tarvane-vel";
 constexpr const char* LayoutVersion = "1";
 constexpr mode_t FolderMode = 0700;
 
-constexpr std::chrono::milliseconds BusyTimeout{BusyTimeoutMs};
-constexpr std::chrono::milliseconds LongestBusyPause{20};
+constexpr std::chrono::milliseconds RealBusyTimeout{BusyTimeoutMs};
+constexpr std::chrono::milliseconds LongestBusyPause{5};
 /// Instructions of SQLite's machine between two looks at the clock: rarely reached by an honest file, soon by one that
 /// was made to run for ever.
 constexpr int InstructionsPerCheck = 100'000;
@@ -108,17 +109,26 @@ std::uint32_t ErrnoOf(int result, int systemError) noexcept
     switch (result & 0xFF)
     {
     case SQLITE_BUSY:
-    case SQLITE_LOCKED: return EBUSY;
-    case SQLITE_FULL: return ENOSPC;
-    case SQLITE_READONLY: return EROFS;
+    case SQLITE_LOCKED:
+        return EBUSY;
+    case SQLITE_FULL:
+        return ENOSPC;
+    case SQLITE_READONLY:
+        return EROFS;
     case SQLITE_PERM:
-    case SQLITE_AUTH: return EACCES;
-    case SQLITE_NOMEM: return ENOMEM;
-    case SQLITE_TOOBIG: return EFBIG;
-    case SQLITE_INTERRUPT: return ETIMEDOUT;
+    case SQLITE_AUTH:
+        return EACCES;
+    case SQLITE_NOMEM:
+        return ENOMEM;
+    case SQLITE_TOOBIG:
+        return EFBIG;
+    case SQLITE_INTERRUPT:
+        return ETIMEDOUT;
     case SQLITE_CANTOPEN:
-    case SQLITE_IOERR: return systemError != 0 ? static_cast<std::uint32_t>(systemError) : EIO;
-    default: return EIO;
+    case SQLITE_IOERR:
+        return systemError != 0 ? static_cast<std::uint32_t>(systemError) : EIO;
+    default:
+        return EIO;
     }
 }
 
@@ -283,9 +293,9 @@ SettingsStore::Result SettingsStore::Run(Purpose purpose, const std::string& sub
     Result result;
     std::string report;
     {
-        const auto deadline = Time::RealMonotonicNow() + BusyTimeout;
+        const auto deadline = Time::RealMonotonicNow() + RealBusyTimeout;
         std::unique_lock lock(m_mutex, std::defer_lock);
-        if (!lock.try_lock() && !lock.try_lock_for(BusyTimeout))
+        if (!lock.try_lock_for(RealBusyTimeout))
         {
             // The thread that is inside waits for the store too, and tells why.
             return {EBUSY, false};

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "shared.winreg-administration.hpp"
+#include "shared.winreg-boundedmutex.linux.hpp"
 #include "shared.winreg-native.hpp"
 
 #include <array>
 #include <chrono>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -164,7 +164,7 @@ private:
     std::string NoteFailure(const Failure& failure, Purpose purpose, const std::string& subject);
     void NoteSuccess(Purpose purpose, const std::string& subject);
 
-    std::timed_mutex m_mutex;
+    BoundedMutex m_mutex;
     // Everything below lives under m_mutex.
     std::optional<std::string> m_path;
     FileId m_fileId;

@@ -1,21 +1,22 @@
 #include "shared.winreg-watch.linux.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.log-functions.hpp"
-#include "shared.raii-nativehandle.linux.hpp"
-#include "shared.raii-win32handle.hpp"
-#include "shared.time-clock.hpp"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <mutex>
 #include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.raii-nativehandle.linux.hpp"
+#include "shared.raii-win32handle.hpp"
+#include "shared.time-clock.hpp"
 
 #include <limits.h>
 #include <poll.h>
@@ -46,7 +47,7 @@ constexpr std::uint32_t GeneralNotices = IN_Q_OVERFLOW | IN_IGNORED | IN_DELETE_
 /// Pause before a second look at a store that could not be read for the moment, in real time.
 constexpr int RetryPauseMs = 1000;
 
-constexpr std::chrono::milliseconds BusyTimeout{BusyTimeoutMs};
+constexpr std::chrono::milliseconds RealBusyTimeout{BusyTimeoutMs};
 
 bool IsPassing(std::uint32_t code) noexcept
 {
@@ -124,7 +125,7 @@ KeyWatcher::~KeyWatcher()
 std::uint32_t KeyWatcher::Arm(const std::shared_ptr<WatchedKey>& key, const Concurrency::Event& eventToSignal)
 {
     std::unique_lock lock(m_mutex, std::defer_lock);
-    if (!lock.try_lock() && !lock.try_lock_for(BusyTimeout))
+    if (!lock.try_lock_for(RealBusyTimeout))
     {
         return EBUSY;
     }
@@ -223,6 +224,7 @@ std::uint32_t KeyWatcher::FollowStore()
     {
         const AllSignalsBlocked blocked;
         session.thread = std::thread([this, &session] { Run(session); });
+        ::pthread_setname_np(session.thread.native_handle(), ThreadName);
         m_session = std::move(fresh);
     }
     return 0;
@@ -252,7 +254,6 @@ void KeyWatcher::Stop() noexcept
 
 void KeyWatcher::Run(Session& session) noexcept
 {
-    ::pthread_setname_np(::pthread_self(), ThreadName);
     bool isLookDue = false;
     while (true)
     {
@@ -292,7 +293,7 @@ bool KeyWatcher::TakeNotices(Session& session)
         fileName = session.fileName;
     }
     bool isRelevant = false;
-    alignas(inotify_event) std::array<char, 16 * 1024> buffer;
+    alignas(inotify_event) std::array<char, 16 * 1024> buffer{};
     for (;;)
     {
         const auto length = ::read(DescriptorOf(session.notices.GetRawHandle()), buffer.data(), buffer.size());

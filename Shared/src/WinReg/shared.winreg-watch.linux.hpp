@@ -1,11 +1,11 @@
 #pragma once
 
 #include "shared.concurrency-event.hpp"
+#include "shared.winreg-boundedmutex.linux.hpp"
 #include "shared.winreg-store.linux.hpp"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -59,7 +59,7 @@ private:
     static bool CheckKey(WatchedKey& key);
     static void Fire(WatchedKey& key, const SettingsStore::KeyState& state);
 
-    std::timed_mutex m_mutex;
+    BoundedMutex m_mutex;
     // Everything below lives under m_mutex.
     std::unique_ptr<Session> m_session;
     std::vector<std::weak_ptr<WatchedKey>> m_armedKeys;

@@ -5,7 +5,6 @@
 //   --signal <name>     opens or creates the event and signals it
 //   --await <name>      opens the event for waiting alone and waits; "no" at the time-out
 //   --signal-handle <handle>  signals an inherited event; "no" when the system refuses
-//   --has-handle <handle>     whether it has that handle at all
 //   --exit <code>       ends at once
 //   --sleep             waits until it is killed
 // Its exit code is 0 for yes and done, 1 for no, 2 when it was not understood.
@@ -70,11 +69,6 @@ std::uint32_t Obey(std::string_view what, const std::string& with)
     if (what == "--signal-handle")
     {
         return Answer(Shared::Concurrency::Native::SetEventObject(ToHandle(with)));
-    }
-    if (what == "--has-handle")
-    {
-        bool inheritable = false;
-        return Answer(Shared::Raii::Native::QueryInheritability(ToHandle(with), inheritable));
     }
     if (what == "--exit")
     {

@@ -1,8 +1,5 @@
 #include "shared.exception-nativeerrortext.hpp"
 
-#include "shared.exception-errortext.hpp"
-#include "shared.platform-errors.hpp"
-
 #include <cstdint>
 #include <set>
 #include <string>
@@ -10,6 +7,10 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include "shared.exception-errortext.hpp"
+#include "shared.platform-errors.hpp"
+#include "test.support-wine.hpp"
 
 namespace
 {
@@ -23,6 +24,10 @@ TEST(NativeErrorTextTest, EveryErrorNumberOfTheAgentHasATextOfItsOwn)
     for (const std::uint32_t code :
          {ErrorCode::BrokenPipe, ErrorCode::MoreData, ErrorCode::WaitTimeout, ErrorCode::IoPending})
     {
+        if (code == ErrorCode::WaitTimeout && TestSupport::IsWine())
+        {
+            continue; // Wine's table has none for this one
+        }
         const std::string text = Native::SystemErrorText(code);
         EXPECT_FALSE(text.empty()) << code;
         EXPECT_TRUE(texts.insert(text).second) << text;

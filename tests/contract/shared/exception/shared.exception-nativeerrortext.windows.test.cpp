@@ -1,12 +1,12 @@
 #include "shared.exception-nativeerrortext.hpp"
 
-#include "shared.exception-errortext.hpp"
-#include "test.support-wine.hpp"
-
 #include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "shared.exception-errortext.hpp"
+#include "test.support-wine.hpp"
 
 #include "shared.platform-windows.windows.hpp"
 

@@ -1,6 +1,6 @@
-#include "contract.registry.hpp"
-
 #include <vector>
+
+#include "contract.registry.hpp"
 
 using namespace Shared::WinReg;
 

@@ -1,7 +1,3 @@
-#include "contract.registry.hpp"
-
-#include "shared.exception-errortext.hpp"
-
 #include <array>
 #include <atomic>
 #include <functional>
@@ -9,6 +5,9 @@
 #include <vector>
 
 #include <fmt/format.h>
+
+#include "contract.registry.hpp"
+#include "shared.exception-errortext.hpp"
 
 using namespace Shared::WinReg;
 

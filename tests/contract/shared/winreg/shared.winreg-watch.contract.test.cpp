@@ -1,11 +1,10 @@
-#include "contract.registry.hpp"
-
-#include "contract.watchgaps.hpp"
-#include "test.support-time.hpp"
-
 #include <optional>
 #include <thread>
 #include <utility>
+
+#include "contract.registry.hpp"
+#include "contract.watchgaps.hpp"
+#include "test.support-time.hpp"
 
 using namespace Shared::WinReg;
 using Shared::Concurrency::Event;

@@ -1,7 +1,5 @@
 #include "shared.exception-exceptions.hpp"
 
-#include "shared.exception-errortext.hpp"
-
 #include <concepts>
 #include <exception>
 #include <source_location>
@@ -11,6 +9,8 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include "shared.exception-errortext.hpp"
 
 using namespace Shared::Exception;
 
@@ -172,6 +172,12 @@ TEST(NtStatusExceptionTest, TellsPlaceTextTranslationAndStatus)
         Place(where, "Exception in function {}() in {}:{}:{}") + ": NtSuspendProcess() failed --> " +
             TranslateNtStatus(0xC0000022) + " (NTSTATUS code 0XC0000022)");
     EXPECT_EQ(exception.GetStatus(), 0xC0000022U);
+}
+
+TEST(NtStatusExceptionTest, ItsTextCanBeHadForOtherClasses)
+{
+    const auto where = std::source_location::current();
+    EXPECT_EQ(FormatNtStatusText("text", 0x103, where), NtStatusException("text", 0x103, where).what());
 }
 
 TEST(FatalExceptionTest, WithoutATextAWorkerHangs)

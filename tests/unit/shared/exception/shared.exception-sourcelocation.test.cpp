@@ -123,7 +123,7 @@ constexpr std::array<Reading, 17> OddTexts = {{
     {"void Run(int)::", "Run"},
     {"operator", "operator"},
     {"operator<", "operator<"},
-    {"A<B<C", "A<B<C"},
+    {"A<B<C", "A"},
 }};
 
 template <std::size_t Count>

@@ -1,6 +1,3 @@
-#include "winreg.forkedchild.linux.hpp"
-#include "winreg.storefixture.linux.hpp"
-
 #include <array>
 #include <cstdio>
 #include <memory>
@@ -9,6 +6,9 @@
 
 #include <fmt/format.h>
 #include <fmt/xchar.h>
+
+#include "winreg.forkedchild.linux.hpp"
+#include "winreg.storefixture.linux.hpp"
 
 #include <fcntl.h>
 #include <spawn.h>

@@ -1,8 +1,8 @@
-#include "shared.winreg-regkey.hpp"
-
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include "shared.winreg-regkey.hpp"
 
 using Shared::WinReg::RegKey;
 
@@ -64,5 +64,5 @@ TEST(RegKeyTest, AssigningClosesWhatWasThere)
     key = MakeKey(other);
     EXPECT_EQ(closed, 1);
     EXPECT_EQ(key.GetRawKey(), &other);
-    EXPECT_FALSE(key == MakeKey(other));
+    EXPECT_FALSE(key == MakeKey(closed));
 }

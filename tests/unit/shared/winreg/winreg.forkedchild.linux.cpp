@@ -1,11 +1,11 @@
 #include "winreg.forkedchild.linux.hpp"
 
-#include "shared.winreg-store.linux.hpp"
-
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
 #include <utility>
+
+#include "shared.winreg-store.linux.hpp"
 
 #include <signal.h>
 #include <sys/prctl.h>

@@ -1,10 +1,11 @@
-#include "shared.winreg-native.hpp"
-
-#include "shared.winreg-native.windows.hpp"
+#include "shared.winreg-functions.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+
+#include "shared.winreg-native.hpp"
+#include "shared.winreg-native.windows.hpp"
 
 #include "shared.platform-windows.windows.hpp"
 

@@ -1,11 +1,12 @@
-#include "shared.winreg-native.hpp"
+#include "shared.winreg-functions.hpp"
+
+#include <memory>
 
 #include "shared.util-functions.hpp"
+#include "shared.winreg-native.hpp"
 #include "shared.winreg-path.linux.hpp"
 #include "shared.winreg-store.linux.hpp"
 #include "shared.winreg-watch.linux.hpp"
-
-#include <memory>
 
 namespace Shared::WinReg::Native
 {

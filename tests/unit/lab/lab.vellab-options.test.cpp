@@ -1,0 +1,49 @@
+#include "lab.vellab-options.hpp"
+
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using Lab::ParseOptions;
+
+TEST(OptionsTest, WhatIsNotGivenHasItsDefault)
+{
+    const Lab::Options options = ParseOptions({"--agent", "a", "--results", "r"});
+    EXPECT_EQ(options.agent, "a");
+    EXPECT_EQ(options.results, "r");
+    EXPECT_EQ(options.duration, std::chrono::seconds(25));
+    EXPECT_EQ(options.speed, 1.0);
+    EXPECT_FALSE(options.debug);
+}
+
+TEST(OptionsTest, ValuesStandBehindOrInsideOfTheOption)
+{
+    const Lab::Options options =
+        ParseOptions({"--agent=a", "--results", "r", "--duration=1.5", "--speed", "20", "--server=x:1", "--debug"});
+    EXPECT_EQ(options.duration, std::chrono::milliseconds(1500));
+    EXPECT_EQ(options.speed, 20.0);
+    EXPECT_EQ(options.server, "x:1");
+    EXPECT_TRUE(options.debug);
+}
+
+TEST(OptionsTest, KeepRunsWithoutAnEnd)
+{
+    EXPECT_FALSE(ParseOptions({"--agent=a", "--results=r", "--keep"}).duration.has_value());
+}
+
+TEST(OptionsTest, WhatMakesNoSenseIsRefused)
+{
+    EXPECT_THROW(ParseOptions({}), std::invalid_argument);
+    EXPECT_THROW(ParseOptions({"--agent=a"}), std::invalid_argument);
+    EXPECT_THROW(ParseOptions({"--agent=a", "--results"}), std::invalid_argument);
+    EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", "--loud"}), std::invalid_argument);
+    for (const char* number : {"--speed=0", "--speed=-1", "--speed=x", "--speed=", "--speed=1e9", "--speed=nan", "--duration=2s"})
+    {
+        EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", number}), std::invalid_argument) << number;
+    }
+}
+
+} // namespace
