@@ -60,8 +60,9 @@ void RefuseOldSystem()
     const std::wstring build = ReadBuildNumber();
     if (IsUnsupportedBuild(build))
     {
-        Shared::Log::Warn("This version of Windows 10 is pre-1809 (build {}) and is not supported.",
-                          Shared::Util::ConvertStringType(build));
+        Shared::Log::Warn(
+            "This version of Windows 10 is pre-1809 (build {}) and is not supported.",
+            Shared::Util::ConvertStringType(build));
         Shared::Log::ShutDown();
         Shared::System::ReportExitCode(UnsupportedSystemExitCode);
         Shared::System::LeaveProcess(UnsupportedSystemExitCode);
@@ -71,8 +72,7 @@ void RefuseOldSystem()
 /// Spreads the starts of many agents, and gives the parent time to make the event.
 void DelayStart()
 {
-    const std::int32_t delayMs =
-        Shared::Util::GeneratePseudorandomInt(ShortestStartDelayMs, LongestStartDelayMs);
+    const std::int32_t delayMs = Shared::Util::GeneratePseudorandomInt(ShortestStartDelayMs, LongestStartDelayMs);
     Shared::Log::Debug("Waiting {} ms before opening the stop event", delayMs);
     Shared::Time::SleepFor(std::chrono::milliseconds(delayMs));
 }
@@ -105,8 +105,9 @@ bool Initialise(int argc, const char* const* argv, ProcessObjects& objects)
     try
     {
         objects.com.Initialise();
-        InitialiseProcess(argc, argv, objects.appState, objects.winsock, objects.stopEvent,
-                          objects.registryChangedEvent, objects.agentKey);
+        InitialiseProcess(
+            argc, argv, objects.appState, objects.winsock, objects.stopEvent, objects.registryChangedEvent,
+            objects.agentKey);
         objects.identity = std::make_unique<AgentCore::Ops::RegistryIdentity>();
         Shared::Log::Warn("This build starts no connector yet: the agent has no link to its server");
         return true;
@@ -125,8 +126,9 @@ std::int32_t RunMainLoop(ProcessObjects& objects)
     WaitableTimer heartbeatTimer(false, false);
     Shared::WinReg::WatchKey(objects.agentKey, objects.registryChangedEvent);
     heartbeatTimer.SetTimerInNanos(HeartbeatDueTime, HeartbeatPeriodMs);
-    LoopContext context{objects.appState,     *objects.identity, objects.agentKey, objects.stopEvent,
-                        objects.registryChangedEvent, messageResponses, upgradeTimer,     heartbeatTimer};
+    LoopContext context{
+        objects.appState, *objects.identity, objects.agentKey, objects.stopEvent, objects.registryChangedEvent,
+        messageResponses, upgradeTimer,      heartbeatTimer};
     return MainLoop(context).Run();
 }
 
@@ -150,21 +152,21 @@ std::int32_t RunGuarded(int argc, const char* const* argv)
 
 } // namespace
 
-void InitialiseProcess(int argc,
-                       const char* const* argv,
-                       AppState& appState,
-                       WinSockInitialiser& winsock,
-                       Event& stopEvent,
-                       Event& registryChangedEvent,
-                       RegKey& agentKey)
+void InitialiseProcess(
+    int argc,
+    const char* const* argv,
+    AppState& appState,
+    WinSockInitialiser& winsock,
+    Event& stopEvent,
+    Event& registryChangedEvent,
+    RegKey& agentKey)
 {
     appState.settings = Settings::LoadAppSettings();
     appState.debugMode = IsDebugRequested(argc, argv);
     ConfigureLogger(appState.settings, appState.debugMode);
     Shared::Log::Info("This agent is version {}", Shared::Util::ConvertStringType(appState.settings.installedVersion));
-    Settings::SetStatus(Settings::GetUserSelectionEnabled() ? Settings::AgentStatus::Enabled
-                                                            : Settings::AgentStatus::Disabled,
-                        false);
+    Settings::SetStatus(
+        Settings::GetUserSelectionEnabled() ? Settings::AgentStatus::Enabled : Settings::AgentStatus::Disabled, false);
     winsock.Initialise();
     registryChangedEvent = Event(false, false);
     agentKey = Shared::WinReg::OpenKey(Shared::WinReg::Root::LocalMachine, Settings::Paths::Agent);

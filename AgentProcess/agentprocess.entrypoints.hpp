@@ -22,13 +22,14 @@ inline constexpr const wchar_t* StopEventName = L"StopEvent";
 /// The part of the start-up that fills the objects of ProcessMain(): settings, debug mode, logger, status, sockets, the
 /// watched key and the stop event. Blocks for 1 to 10 seconds, drawn at random, unless in debug mode. Throws whatever
 /// cannot be had.
-void InitialiseProcess(int argc,
-                       const char* const* argv,
-                       AgentCore::Ops::AppState& appState,
-                       Shared::WinSock::WinSockInitialiser& winsock,
-                       Shared::Concurrency::Event& stopEvent,
-                       Shared::Concurrency::Event& registryChangedEvent,
-                       Shared::WinReg::RegKey& agentKey);
+void InitialiseProcess(
+    int argc,
+    const char* const* argv,
+    AgentCore::Ops::AppState& appState,
+    Shared::WinSock::WinSockInitialiser& winsock,
+    Shared::Concurrency::Event& stopEvent,
+    Shared::Concurrency::Event& registryChangedEvent,
+    Shared::WinReg::RegKey& agentKey);
 
 /// The whole life of the process: builds its long-lived objects, runs the main loop on the calling thread, and returns
 /// the exit code. A failed initialisation is logged and gives 1500. On a Windows older than 10 version 1809 it ends the

@@ -28,9 +28,10 @@ struct LoggerChoice
     const char* fileName;
 };
 
-constexpr std::array<LoggerChoice, 3> LoggerChoices = {{{LogTarget::EventLog, 1, 5, "log.txt"},
-                                                        {LogTarget::Console, 2, 2, "log.txt"},
-                                                        {LogTarget::FileSystem, 3, 4, "tarvane_vel_agent.log"}}};
+constexpr std::array<LoggerChoice, 3> LoggerChoices = {
+    {{LogTarget::EventLog, 1, 5, "log.txt"},
+     {LogTarget::Console, 2, 2, "log.txt"},
+     {LogTarget::FileSystem, 3, 4, "tarvane_vel_agent.log"}}};
 
 /// Given for targets without files of their own; their kinds ignore it.
 constexpr std::uint32_t UnusedMaxFiles = 4;
@@ -46,10 +47,10 @@ void ConfigureLogger(const Shared::AppSettings::AppSettings& settings, bool debu
         if (choice.target == logging.logTarget)
         {
             const bool hasFiles = choice.target == LogTarget::FileSystem;
-            Shared::Log::ConfigureLogging(debug ? choice.kindInDebugMode : choice.kind,
-                                          static_cast<Shared::Log::Level>(logging.minimumLogLevel), choice.fileName,
-                                          hasFiles ? logging.maxLogFiles : UnusedMaxFiles,
-                                          hasFiles ? logging.maxLogFileSize : UnusedMaxSize);
+            Shared::Log::ConfigureLogging(
+                debug ? choice.kindInDebugMode : choice.kind, static_cast<Shared::Log::Level>(logging.minimumLogLevel),
+                choice.fileName, hasFiles ? logging.maxLogFiles : UnusedMaxFiles,
+                hasFiles ? logging.maxLogFileSize : UnusedMaxSize);
             return;
         }
     }

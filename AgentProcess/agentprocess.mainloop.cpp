@@ -28,7 +28,7 @@ constexpr std::uint32_t FailingWaitPauseMs = 1000;
 bool IsWaitingState(RuntimeState state)
 {
     return state == RuntimeState::InPolling || state == RuntimeState::RetryPrevious ||
-           state == RuntimeState::Disconnected;
+        state == RuntimeState::Disconnected;
 }
 
 std::string Fill(fmt::format_string<const char*> text, const std::exception& failure)
@@ -146,7 +146,7 @@ bool MainLoop::IsRetrying() const
         return false;
     }
     return states.IsCurrent(RuntimeState::RetryPrevious) || states.IsCurrent(RuntimeState::Disconnected) ||
-           states[states.Size() - 2] == RuntimeState::RetryPrevious;
+        states[states.Size() - 2] == RuntimeState::RetryPrevious;
 }
 
 void MainLoop::OnFailure(const std::exception& failure)

@@ -53,16 +53,17 @@ void ReactToRegistry(LoopContext& context, const std::function<void()>& react)
 
 void OnRegistryChangedInPolling(LoopContext& context)
 {
-    ReactToRegistry(context,
-                    [&]
-                    {
-                        if (context.identity.HasIdentityChanged(context.appState))
-                        {
-                            context.appState.runtimeStates.Push(RuntimeState::Initialise);
-                            return;
-                        }
-                        (void)context.identity.UpdateEnablement(context.appState);
-                    });
+    ReactToRegistry(
+        context,
+        [&]
+        {
+            if (context.identity.HasIdentityChanged(context.appState))
+            {
+                context.appState.runtimeStates.Push(RuntimeState::Initialise);
+                return;
+            }
+            (void)context.identity.UpdateEnablement(context.appState);
+        });
 }
 
 void CountAttempt(LoopContext& context)
@@ -112,25 +113,37 @@ void LookForTenant(LoopContext& context)
 
 void InPolling(LoopContext& context)
 {
-    Shared::Log::Info("Main loop state: InPolling, Tunnel Status: {}",
-                      Shared::Util::ConvertStringType(context.identity.GetTunnelStatus()));
+    Shared::Log::Info(
+        "Main loop state: InPolling, Tunnel Status: {}",
+        Shared::Util::ConvertStringType(context.identity.GetTunnelStatus()));
     AppState& appState = context.appState;
     const std::vector<Source> sources = {
-        {context.stopEvent.GetHandle(), [&] { appState.runtimeStates.Push(RuntimeState::Stopped); }},
-        {context.registryChangedEvent.GetHandle(), [&] { OnRegistryChangedInPolling(context); }},
+        {context.stopEvent.GetHandle(),
+         [&]
+         {
+             appState.runtimeStates.Push(RuntimeState::Stopped);
+         }},
+        {context.registryChangedEvent.GetHandle(),
+         [&]
+         {
+             OnRegistryChangedInPolling(context);
+         }},
         // Handled by the main loop right after this function.
-        {context.messageResponses.GetEventHandle(), [] {}},
+        {context.messageResponses.GetEventHandle(),
+         [] {
+         }},
         {context.upgradeTimer.GetHandle(),
          []
          {
-             Shared::Log::Warn(
-                 "An upgrade was initiated, but it does not appear to have yet completed. Retrying...");
+             Shared::Log::Warn("An upgrade was initiated, but it does not appear to have yet completed. Retrying...");
          }},
         // A wake-up, so that the main loop passes at least that often.
-        {context.heartbeatTimer.GetHandle(), [] {}}};
+        {context.heartbeatTimer.GetHandle(), [] {
+         }}};
     std::vector<Shared::Raii::RawHandle> handles;
-    std::transform(sources.begin(), sources.end(), std::back_inserter(handles),
-                   [](const Source& source) { return source.handle; });
+    std::transform(
+        sources.begin(), sources.end(), std::back_inserter(handles),
+        [](const Source& source) { return source.handle; });
     const std::uint32_t index = Shared::Concurrency::WaitFor(handles, false, Shared::Time::Infinite);
     sources.at(index).react();
 }
@@ -147,15 +160,16 @@ void RetryPrevious(LoopContext& context)
         states.Push(RuntimeState::Stopped);
         break;
     case WakeUp::RegistryChanged:
-        ReactToRegistry(context,
-                        [&]
-                        {
-                            if (context.identity.HasIdentityChanged(context.appState) ||
-                                context.identity.UpdateEnablement(context.appState))
-                            {
-                                states.Push(RuntimeState::Initialise);
-                            }
-                        });
+        ReactToRegistry(
+            context,
+            [&]
+            {
+                if (context.identity.HasIdentityChanged(context.appState) ||
+                    context.identity.UpdateEnablement(context.appState))
+                {
+                    states.Push(RuntimeState::Initialise);
+                }
+            });
         break;
     case WakeUp::Timeout:
         states.PushAt(states.Size() - 2, RuntimeState::Initialise);
@@ -166,8 +180,7 @@ void RetryPrevious(LoopContext& context)
 void Disconnected(LoopContext& context)
 {
     CountAttempt(context);
-    const Shared::Time::MonotonicTime end =
-        Shared::Time::MonotonicNow() +
+    const Shared::Time::MonotonicTime end = Shared::Time::MonotonicNow() +
         std::chrono::milliseconds(context.identity.CalculateRetryDelay(context.retryAttempts));
     std::uint32_t leftMs = MillisecondsUntil(end);
     do

@@ -23,8 +23,9 @@ Shared::Raii::Win32Handle OpenForChild(const std::filesystem::path& path)
     SECURITY_ATTRIBUTES attributes = {};
     attributes.nLength = sizeof attributes;
     attributes.bInheritHandle = TRUE;
-    Shared::Raii::Win32Handle file(::CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                                 &attributes, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    Shared::Raii::Win32Handle file(::CreateFileW(
+        path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, &attributes, OPEN_ALWAYS,
+        FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file.IsValid())
     {
         ThrowLast("cannot open " + path.string());
@@ -37,8 +38,9 @@ Shared::Raii::Win32Handle MakeJob()
     Shared::Raii::Win32Handle job(::CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-    if (!job.IsValid() || ::SetInformationJobObject(job.GetRawHandle(), JobObjectExtendedLimitInformation, &limits,
-                                                    sizeof limits) == FALSE)
+    if (!job.IsValid() ||
+        ::SetInformationJobObject(job.GetRawHandle(), JobObjectExtendedLimitInformation, &limits, sizeof limits) ==
+            FALSE)
     {
         ThrowLast("cannot make a job");
     }
@@ -69,9 +71,10 @@ ChildProcess::ChildProcess(const ChildRequest& request) : m_job(MakeJob())
     startup.hStdError = errors.GetRawHandle();
     PROCESS_INFORMATION information = {};
     std::wstring commandLine = CommandLineOf(request);
-    if (::CreateProcessW(request.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                         CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED, nullptr, request.workingFolder.c_str(), &startup,
-                         &information) == FALSE)
+    if (::CreateProcessW(
+            request.program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+            CREATE_NEW_PROCESS_GROUP | CREATE_SUSPENDED, nullptr, request.workingFolder.c_str(), &startup,
+            &information) == FALSE)
     {
         ThrowLast("cannot start " + request.program.string());
     }

@@ -27,11 +27,26 @@ using Setter = std::function<void(Options&, const std::string& option, const std
 const std::map<std::string, Setter>& OptionsWithValue()
 {
     static const std::map<std::string, Setter> s_setters = {
-        {"--agent", [](Options& options, const std::string&, const std::string& value) { options.agent = value; }},
-        {"--results", [](Options& options, const std::string&, const std::string& value) { options.results = value; }},
-        {"--server", [](Options& options, const std::string&, const std::string& value) { options.server = value; }},
-        {"--speed", [](Options& options, const std::string& option, const std::string& value)
-         { options.speed = ParseNumber(option, value); }},
+        {"--agent",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.agent = value;
+         }},
+        {"--results",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.results = value;
+         }},
+        {"--server",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.server = value;
+         }},
+        {"--speed",
+         [](Options& options, const std::string& option, const std::string& value)
+         {
+             options.speed = ParseNumber(option, value);
+         }},
         {"--duration",
          [](Options& options, const std::string& option, const std::string& value)
          {

@@ -28,18 +28,19 @@ struct TextValue
     const wchar_t* text;
 };
 
-constexpr std::array<TextValue, 12> TextValues = {{{Paths::Agent, L"installed-version", L"1.0.0"},
-                                                   {Paths::Config, L"LogTarget", L"filesystem"},
-                                                   {Paths::Config, L"MinimumLogLevel", L"debug"},
-                                                   {Paths::Config, L"DisabledUsernames", L""},
-                                                   {Vpn, L"Version", L"5.0.0"},
-                                                   {VpnSetup, L"CurrentVersion", L"5.0.0"},
-                                                   {VpnVel, L"gateway-address", L"gateway=lab,ipv4=127.0.0.1"},
-                                                   {VpnVel, L"gateway-location", L"laboratory"},
-                                                   {VpnVel, L"source-region", L"laboratory"},
-                                                   {VpnVel, L"tunnel-ip", L"ipv4=127.0.0.2"},
-                                                   {VpnVel, L"tunnel-status", L"connected"},
-                                                   {VpnVel, L"user-selection", L"enable"}}};
+constexpr std::array<TextValue, 12> TextValues = {
+    {{Paths::Agent, L"installed-version", L"1.0.0"},
+     {Paths::Config, L"LogTarget", L"filesystem"},
+     {Paths::Config, L"MinimumLogLevel", L"debug"},
+     {Paths::Config, L"DisabledUsernames", L""},
+     {Vpn, L"Version", L"5.0.0"},
+     {VpnSetup, L"CurrentVersion", L"5.0.0"},
+     {VpnVel, L"gateway-address", L"gateway=lab,ipv4=127.0.0.1"},
+     {VpnVel, L"gateway-location", L"laboratory"},
+     {VpnVel, L"source-region", L"laboratory"},
+     {VpnVel, L"tunnel-ip", L"ipv4=127.0.0.2"},
+     {VpnVel, L"tunnel-status", L"connected"},
+     {VpnVel, L"user-selection", L"enable"}}};
 
 } // namespace
 
@@ -56,8 +57,8 @@ void LayOutSettings(const std::string& server)
     }
     if (!server.empty())
     {
-        WinReg::SetStringValue(Root::LocalMachine, Paths::Config, L"Server",
-                               Shared::Util::ConvertStringType(std::string_view(server)));
+        WinReg::SetStringValue(
+            Root::LocalMachine, Paths::Config, L"Server", Shared::Util::ConvertStringType(std::string_view(server)));
     }
 }
 

@@ -99,8 +99,12 @@ enum class EndOfRun
 };
 
 /// Shows the log until the agent ends, the user interrupts, or the time is over.
-EndOfRun Watch(const ChildProcess& agent, LogTail& log, const Event* interrupted,
-               std::optional<milliseconds> duration, Timeline& timeline)
+EndOfRun Watch(
+    const ChildProcess& agent,
+    LogTail& log,
+    const Event* interrupted,
+    std::optional<milliseconds> duration,
+    Timeline& timeline)
 {
     const MonotonicTime start = MonotonicNow();
     std::vector<Shared::Raii::RawHandle> handles = {agent.GetHandle()};
@@ -176,8 +180,9 @@ Outcome Supervise(const Options& options, std::ostream& out)
 
     const MonotonicTime started = MonotonicNow();
     ChildProcess agent(RequestFor(options, folder));
-    timeline.Tell("started the agent as process {}{}", agent.GetId(),
-                  options.debug ? " in debug mode" : "; it waits 1 to 10 s before it looks for its stop event");
+    timeline.Tell(
+        "started the agent as process {}{}", agent.GetId(),
+        options.debug ? " in debug mode" : "; it waits 1 to 10 s before it looks for its stop event");
     LogTail log(folder / "tarvane_vel_agent.log");
     const EndOfRun end = Watch(agent, log, &interrupted, options.duration, timeline);
     if (end != EndOfRun::AgentEnded)

@@ -24,14 +24,15 @@ using WinReg::Root;
 constexpr const char* Fast = "--clock-speed=50";
 
 /// What an operator reads of a start without a tenant, in this order.
-constexpr const char* StartLines[] = {"[info] This agent is version 1.0.0",
-                                      "[info] Main loop state: Initialise",
-                                      "[info] No AgentUuid or RegisteredId found; reregistering...",
-                                      "[info] Main loop state: Register",
-                                      "[warning] Tried to register, but no subtenant-id was found.",
-                                      "[info] Main loop state: Disconnected",
-                                      "[warning] Agent will attempt to reconnect in 30000 ms",
-                                      "[info] AgentProcess ends with exit code 0"};
+constexpr const char* StartLines[] = {
+    "[info] This agent is version 1.0.0",
+    "[info] Main loop state: Initialise",
+    "[info] No AgentUuid or RegisteredId found; reregistering...",
+    "[info] Main loop state: Register",
+    "[warning] Tried to register, but no subtenant-id was found.",
+    "[info] Main loop state: Disconnected",
+    "[warning] Agent will attempt to reconnect in 30000 ms",
+    "[info] AgentProcess ends with exit code 0"};
 
 void ExpectInOrder(const std::string& log)
 {

@@ -23,8 +23,10 @@ public:
     {
         WinReg::SetStringValue(Root::LocalMachine, VersionKey, BuildValue, text);
     }
+
     BuildNumber(const BuildNumber&) = delete;
     BuildNumber& operator=(const BuildNumber&) = delete;
+
     ~BuildNumber()
     {
         WinReg::SetStringValue(Root::LocalMachine, VersionKey, BuildValue, m_before);
@@ -40,8 +42,10 @@ TEST_F(AgentTest, AnOldWindowsEndsItAtOnceWith6500)
     const auto agent = StartAgent({"-d"});
     const RunResult result = AwaitEnd(*agent);
     EXPECT_EQ(result.exitCode, 6500);
-    EXPECT_THAT(result.output, HasSubstr("[warning] This version of Windows 10 is pre-1809 (build 17762) and is not "
-                                         "supported."));
+    EXPECT_THAT(
+        result.output,
+        HasSubstr("[warning] This version of Windows 10 is pre-1809 (build 17762) and is not "
+                  "supported."));
     EXPECT_THAT(result.log, ::testing::IsEmpty());
 }
 

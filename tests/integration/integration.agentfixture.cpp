@@ -58,8 +58,9 @@ std::unique_ptr<Lab::ChildProcess> AgentTest::StartAgent(const std::vector<std::
 {
     Lab::ChildRequest request;
     request.program = AgentFolder() / Lab::ProgramName("AgentProcess");
-    fs::copy_file(Program(shipped ? "AgentProcess/AgentProcess" : "lab/AgentProcessLab"), request.program,
-                  fs::copy_options::overwrite_existing);
+    fs::copy_file(
+        Program(shipped ? "AgentProcess/AgentProcess" : "lab/AgentProcessLab"), request.program,
+        fs::copy_options::overwrite_existing);
     request.arguments = arguments;
     request.workingFolder = AgentFolder();
     request.output = Folder() / "output.txt";

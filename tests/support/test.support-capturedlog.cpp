@@ -26,8 +26,9 @@ public:
 protected:
     void sink_it_(const spdlog::details::log_msg& message) override
     {
-        m_lines.push_back({static_cast<Shared::Log::Level>(message.level),
-                           std::string(message.payload.data(), message.payload.size())});
+        m_lines.push_back(
+            {static_cast<Shared::Log::Level>(message.level),
+             std::string(message.payload.data(), message.payload.size())});
     }
 
     void flush_() override
@@ -66,8 +67,9 @@ std::vector<CapturedLog::Line> CapturedLog::Lines() const
 std::size_t CapturedLog::Count(Shared::Log::Level level, std::string_view part) const
 {
     const std::vector<Line> lines = Lines();
-    return static_cast<std::size_t>(std::count_if(lines.begin(), lines.end(), [&](const Line& line)
-        { return line.level == level && line.text.find(part) != std::string::npos; }));
+    return static_cast<std::size_t>(std::count_if(
+        lines.begin(), lines.end(),
+        [&](const Line& line) { return line.level == level && line.text.find(part) != std::string::npos; }));
 }
 
 } // namespace TestSupport

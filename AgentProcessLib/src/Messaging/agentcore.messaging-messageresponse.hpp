@@ -25,6 +25,7 @@ enum class MessageResponseStatus : std::uint32_t
 struct MessageResponse : WireProtocol::Comms::InboundMessage
 {
     MessageResponse() = default;
+
     MessageResponse(WireProtocol::Comms::InboundMessage message, MessageResponseStatus status)
         : InboundMessage(std::move(message)), Status(status)
     {

@@ -16,8 +16,8 @@ constexpr std::int32_t HighestFirstSeqNum = 20'000;
 
 AppState::AppState()
     : runtimeStates(StackDepth, true),
-      nextSeqNum(static_cast<std::uint32_t>(
-          Shared::Util::GeneratePseudorandomInt(LowestFirstSeqNum, HighestFirstSeqNum)))
+      nextSeqNum(
+          static_cast<std::uint32_t>(Shared::Util::GeneratePseudorandomInt(LowestFirstSeqNum, HighestFirstSeqNum)))
 {
     runtimeStates.Push(RuntimeState::Initialise);
 }

@@ -12,16 +12,16 @@ namespace AgentCore::Exception
 class ApiClientException : public std::runtime_error
 {
 public:
-    explicit ApiClientException(const std::string& text,
-                                const std::source_location& where = std::source_location::current());
+    explicit ApiClientException(
+        const std::string& text, const std::source_location& where = std::source_location::current());
 };
 
 /// The network is away: the main loop goes to `Disconnected` instead of repeating the state.
 class ConnectionException : public ApiClientException
 {
 public:
-    explicit ConnectionException(const std::string& text,
-                                 const std::source_location& where = std::source_location::current());
+    explicit ConnectionException(
+        const std::string& text, const std::source_location& where = std::source_location::current());
 };
 
 } // namespace AgentCore::Exception

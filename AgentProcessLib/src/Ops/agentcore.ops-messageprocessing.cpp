@@ -126,9 +126,10 @@ void OnStartupResponse(AppState& appState, const MessageResponse& message)
         appState.runtimeStates.Push(RuntimeState::GetNetworkConfig);
         return;
     }
-    Shared::Log::Warn("Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num {} whilst in "
-                      "state {}. The associated state transition was ignored.",
-                      message.SeqNum, ToNumber(appState.runtimeStates.GetCurrent()));
+    Shared::Log::Warn(
+        "Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num {} whilst in "
+        "state {}. The associated state transition was ignored.",
+        message.SeqNum, ToNumber(appState.runtimeStates.GetCurrent()));
 }
 
 void OnPollResponse(AppState& appState, const MessageResponse& message)
@@ -143,12 +144,13 @@ void OnPollResponse(AppState& appState, const MessageResponse& message)
 
 void OnConfigResponse(AppState& appState, const MessageResponse& message)
 {
-    const auto step = std::find_if(ConfigSteps.begin(), ConfigSteps.end(), [&](const ConfigStep& candidate)
-                                   { return Answers(appState.*candidate.seqNum, message); });
+    const auto step = std::find_if(
+        ConfigSteps.begin(), ConfigSteps.end(),
+        [&](const ConfigStep& candidate) { return Answers(appState.*candidate.seqNum, message); });
     if (step != ConfigSteps.end())
     {
-        Shared::Log::Warn("This build does not read configurations yet: the answer with seq_num {} was not stored",
-                          message.SeqNum);
+        Shared::Log::Warn(
+            "This build does not read configurations yet: the answer with seq_num {} was not stored", message.SeqNum);
         appState.runtimeStates.Push(step->next);
     }
 }
@@ -157,8 +159,7 @@ void OnUserGroups(AppState& appState)
 {
     if (!appState.runtimeStates.IsCurrent(RuntimeState::GetUserGroups))
     {
-        Shared::Log::Info(
-            "Re-initialising as we received an unexpected MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message");
+        Shared::Log::Info("Re-initialising as we received an unexpected MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message");
         appState.runtimeStates.Push(RuntimeState::Initialise);
         return;
     }

@@ -63,8 +63,8 @@ void RequireConfigKey()
     {
         // The exception below names the key alone; why it cannot be opened is told here.
         Log::LogException("Failed to open the config key", exception);
-        throw Exception::RuntimeException(Util::ConvertStringType(std::wstring_view(Paths::Config)) +
-                                          " does not exist.");
+        throw Exception::RuntimeException(
+            Util::ConvertStringType(std::wstring_view(Paths::Config)) + " does not exist.");
     }
 }
 
@@ -225,14 +225,15 @@ LogTarget ParseLogTarget(const std::wstring& text)
 std::uint32_t ParseLogLevel(const std::wstring& text)
 {
     using Log::Level;
-    static constexpr std::array<std::pair<std::wstring_view, Level>, 8> Names = {{{L"trace", Level::Trace},
-                                                                                  {L"debug", Level::Debug},
-                                                                                  {L"info", Level::Info},
-                                                                                  {L"warning", Level::Warning},
-                                                                                  {L"warn", Level::Warning},
-                                                                                  {L"error", Level::Error},
-                                                                                  {L"err", Level::Error},
-                                                                                  {L"critical", Level::Critical}}};
+    static constexpr std::array<std::pair<std::wstring_view, Level>, 8> Names = {
+        {{L"trace", Level::Trace},
+         {L"debug", Level::Debug},
+         {L"info", Level::Info},
+         {L"warning", Level::Warning},
+         {L"warn", Level::Warning},
+         {L"error", Level::Error},
+         {L"err", Level::Error},
+         {L"critical", Level::Critical}}};
     for (const auto& [name, level] : Names)
     {
         if (Util::EqualsIgnoreCase(std::wstring_view(text), name))
@@ -314,8 +315,8 @@ bool UpdateLastConnectedTime(std::int64_t& epochSeconds)
     {
         const Time::UtcTime now = Time::UtcNow();
         const std::string text = Util::FormatTimeText(now, Util::ZoneForm::Padded);
-        WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"last-connected-time",
-                               Util::ConvertStringType(std::string_view(text)));
+        WinReg::SetStringValue(
+            Root::LocalMachine, Paths::Agent, L"last-connected-time", Util::ConvertStringType(std::string_view(text)));
         epochSeconds = std::chrono::floor<std::chrono::seconds>(now).time_since_epoch().count();
         return true;
     }

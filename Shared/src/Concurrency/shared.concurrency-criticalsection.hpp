@@ -14,6 +14,7 @@ public:
     SystemCriticalSection() = default;
     SystemCriticalSection(const SystemCriticalSection&) = delete;
     SystemCriticalSection& operator=(const SystemCriticalSection&) = delete;
+    ~SystemCriticalSection() = default;
 
     void Enter() VEL_ACQUIRE()
     {
@@ -38,6 +39,7 @@ public:
     {
         e_section->Enter();
     }
+
     CriticalSection(const CriticalSection&) = delete;
     CriticalSection& operator=(const CriticalSection&) = delete;
 
@@ -57,6 +59,7 @@ public:
     CriticalSectionWrapper() = default;
     CriticalSectionWrapper(const CriticalSectionWrapper&) = delete;
     CriticalSectionWrapper& operator=(const CriticalSectionWrapper&) = delete;
+    ~CriticalSectionWrapper() = default;
 
     /// Never null; owned here.
     SystemCriticalSection* Get() noexcept

@@ -32,7 +32,8 @@ Event::Event(bool inheritable, bool manualReset, const std::wstring& name, const
 Event::Event(const Event& other) = default;
 
 Event::Event(Event&& other) noexcept
-    : m_handle(std::move(other.m_handle)), m_manualReset(std::exchange(other.m_manualReset, false)),
+    : m_handle(std::move(other.m_handle)),
+      m_manualReset(std::exchange(other.m_manualReset, false)),
       m_name(std::exchange(other.m_name, {}))
 {
 }
@@ -164,8 +165,7 @@ bool Event::IsManualReset() const noexcept
 
 void Event::InternalCreate(bool initialState, bool inheritable, const std::wstring& securityDescriptor)
 {
-    m_handle.Attach(
-        Native::CreateEventObject({inheritable, m_manualReset, initialState, m_name, securityDescriptor}));
+    m_handle.Attach(Native::CreateEventObject({inheritable, m_manualReset, initialState, m_name, securityDescriptor}));
 }
 
 } // namespace Shared::Concurrency

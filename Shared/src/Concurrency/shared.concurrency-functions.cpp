@@ -44,10 +44,8 @@ bool WaitFor(Raii::RawHandle handle, std::uint32_t timeoutMs, bool alertable)
     return false;
 }
 
-std::uint32_t WaitFor(const std::vector<Raii::RawHandle>& handles,
-                      bool waitAll,
-                      std::uint32_t timeoutMs,
-                      bool alertable)
+std::uint32_t WaitFor(
+    const std::vector<Raii::RawHandle>& handles, bool waitAll, std::uint32_t timeoutMs, bool alertable)
 {
     if (handles.empty())
     {

@@ -28,10 +28,8 @@ bool WaitFor(Raii::RawHandle handle, std::uint32_t timeoutMs, bool alertable = f
 /// Only the object that the result names (with `waitAll`, all of them, together) is consumed.
 /// Throws the invalid-argument exceptions "handles is empty", "Too many handles to wait on: {}" (above 64) and "Cannot
 /// wait on null handle" before any wait, then as above.
-std::uint32_t WaitFor(const std::vector<Raii::RawHandle>& handles,
-                      bool waitAll,
-                      std::uint32_t timeoutMs,
-                      bool alertable = false);
+std::uint32_t WaitFor(
+    const std::vector<Raii::RawHandle>& handles, bool waitAll, std::uint32_t timeoutMs, bool alertable = false);
 
 /// Ids of the running processes whose executable's name is `name`, without regard to case.
 /// @param sessionId only processes of this session; negative means any. On Linux the kernel's login session number.

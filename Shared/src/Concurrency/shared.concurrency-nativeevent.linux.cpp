@@ -43,7 +43,7 @@ std::string PathOf(const std::wstring& name)
     {
         const auto byte = static_cast<unsigned char>(character);
         const bool plain = (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') ||
-                           (byte >= '0' && byte <= '9') || byte == '-' || byte == '_' || byte == '.';
+            (byte >= '0' && byte <= '9') || byte == '-' || byte == '_' || byte == '.';
         path += plain ? std::string(1, character) : fmt::format("%{:02X}", byte);
     }
     return path + ".event";
@@ -215,7 +215,7 @@ bool ResetEventObject(Raii::RawHandle handle) noexcept
     {
         return Refuse(EACCES);
     }
-    std::array<char, 4096> buffer;
+    std::array<char, 4096> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): only read into, and often
     ssize_t got = 0;
     do
     {

@@ -20,8 +20,9 @@ using Descriptor = std::unique_ptr<void, decltype(&::LocalFree)>;
 Descriptor ConvertDescriptor(const std::wstring& sddl)
 {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (!sddl.empty() && ::ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1,
-                                                                                &descriptor, nullptr) == FALSE)
+    if (!sddl.empty() &&
+        ::ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1, &descriptor, nullptr) ==
+            FALSE)
     {
         throw Exception::Win32Exception("Failed to convert security descriptor", Platform::LastError());
     }
@@ -37,9 +38,9 @@ Raii::RawHandle CreateEventObject(const EventRequest& request)
     attributes.nLength = sizeof attributes;
     attributes.lpSecurityDescriptor = descriptor.get();
     attributes.bInheritHandle = request.inheritable ? TRUE : FALSE;
-    const HANDLE handle =
-        ::CreateEventW(&attributes, request.manualReset ? TRUE : FALSE, request.initialState ? TRUE : FALSE,
-                       request.name.empty() ? nullptr : request.name.c_str());
+    const HANDLE handle = ::CreateEventW(
+        &attributes, request.manualReset ? TRUE : FALSE, request.initialState ? TRUE : FALSE,
+        request.name.empty() ? nullptr : request.name.c_str());
     if (handle == nullptr)
     {
         throw Exception::Win32Exception("Failed to create or open event", Platform::LastError());

@@ -29,14 +29,14 @@ namespace
 
 void FutexWait(std::atomic<std::uint32_t>& word, std::uint32_t expected, const timespec* timeout) noexcept
 {
-    (void)::syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, timeout, nullptr,
-                    0);
+    (void)::syscall(
+        SYS_futex, reinterpret_cast<std::uint32_t*>(&word), FUTEX_WAIT_PRIVATE, expected, timeout, nullptr, 0);
 }
 
 void FutexWake(std::atomic<std::uint32_t>& word) noexcept
 {
-    (void)::syscall(SYS_futex, reinterpret_cast<std::uint32_t*>(&word), FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr,
-                    0);
+    (void)::syscall(
+        SYS_futex, reinterpret_cast<std::uint32_t*>(&word), FUTEX_WAKE_PRIVATE, INT_MAX, nullptr, nullptr, 0);
 }
 
 } // namespace
@@ -47,6 +47,7 @@ public:
     explicit ThreadControl(int exitDescriptor) noexcept : m_exitDescriptor(exitDescriptor)
     {
     }
+
     ThreadControl(const ThreadControl&) = delete;
     ThreadControl& operator=(const ThreadControl&) = delete;
 

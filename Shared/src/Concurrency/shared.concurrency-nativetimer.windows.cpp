@@ -43,6 +43,9 @@ bool SetTimerObject(Raii::RawHandle handle, std::int64_t dueTime100ns, std::uint
     due.QuadPart = ToKernelDueTime(dueTime100ns);
     constexpr std::uint32_t LongestPeriod = INT32_MAX;
     const auto period = static_cast<LONG>(std::min(Time::ToRealTimeoutMs(periodMs), LongestPeriod));
+    // Setting clears what was signalled. The kernel does that itself, but not every stand-in for it does so for
+    // automatic reset, where taking the signal is the same.
+    (void)::WaitForSingleObject(handle, 0);
     return ::SetWaitableTimer(handle, &due, period, nullptr, nullptr, FALSE) != FALSE;
 }
 

@@ -31,9 +31,7 @@ struct WaitResult
 /// @param handles 1 to 64 handles, none null.
 /// @param timeoutMs milliseconds of the agent's clock, Shared::Time::Infinite for none.
 /// Never throws. Any thread.
-WaitResult Wait(std::span<const Raii::RawHandle> handles,
-                bool waitAll,
-                std::uint32_t timeoutMs,
-                bool alertable) noexcept;
+WaitResult Wait(
+    std::span<const Raii::RawHandle> handles, bool waitAll, std::uint32_t timeoutMs, bool alertable) noexcept;
 
 } // namespace Shared::Concurrency::Native

@@ -56,8 +56,7 @@ public:
         if (m_end)
         {
             const bool looksOnly = *m_end == nanoseconds::zero();
-            m_left = looksOnly ? nanoseconds::zero()
-                               : std::max(nanoseconds::zero(), *m_end - Time::RealMonotonicNow());
+            m_left = looksOnly ? nanoseconds::zero() : std::max(nanoseconds::zero(), *m_end - Time::RealMonotonicNow());
         }
     }
 
@@ -92,7 +91,7 @@ Take TakeSignal(RawHandle handle) noexcept
         return Take::Taken;
     }
     // A counter gives 8 bytes; a FIFO gives all the signals that came together, which are one wake-up.
-    std::array<char, 4096> buffer;
+    std::array<char, 4096> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): only read into, and often
     const std::size_t wanted =
         Raw::WaitModeOf(handle) == Raw::WaitMode::TakeCounter ? sizeof(std::uint64_t) : buffer.size();
     ssize_t got = 0;
@@ -139,8 +138,8 @@ WaitResult Signalled(std::size_t index) noexcept
 
 bool HasClosedDescriptor(std::span<const pollfd> entries) noexcept
 {
-    return std::any_of(entries.begin(), entries.end(),
-                       [](const pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
+    return std::any_of(
+        entries.begin(), entries.end(), [](const pollfd& entry) { return (entry.revents & POLLNVAL) != 0; });
 }
 
 PollSet PollEntriesOf(std::span<const RawHandle> handles) noexcept

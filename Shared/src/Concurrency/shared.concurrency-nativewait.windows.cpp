@@ -7,14 +7,12 @@
 namespace Shared::Concurrency::Native
 {
 
-WaitResult Wait(std::span<const Raii::RawHandle> handles,
-                bool waitAll,
-                std::uint32_t timeoutMs,
-                bool alertable) noexcept
+WaitResult Wait(
+    std::span<const Raii::RawHandle> handles, bool waitAll, std::uint32_t timeoutMs, bool alertable) noexcept
 {
     const auto count = static_cast<DWORD>(handles.size());
-    const DWORD result = ::WaitForMultipleObjectsEx(count, handles.data(), waitAll ? TRUE : FALSE,
-                                                    Time::ToRealTimeoutMs(timeoutMs), alertable ? TRUE : FALSE);
+    const DWORD result = ::WaitForMultipleObjectsEx(
+        count, handles.data(), waitAll ? TRUE : FALSE, Time::ToRealTimeoutMs(timeoutMs), alertable ? TRUE : FALSE);
     switch (result)
     {
     case WAIT_TIMEOUT:

@@ -36,7 +36,7 @@ std::optional<std::uint32_t> ParseId(std::string_view text) noexcept
 /// characters; it is taken where the file is none of our business (another user's process, a kernel thread).
 std::string ExecutableName(std::uint32_t processId)
 {
-    std::array<char, 4096> target;
+    std::array<char, 4096> target{};
     const std::string folder = fmt::format("/proc/{}", processId);
     const ssize_t length = ::readlink((folder + "/exe").c_str(), target.data(), target.size());
     if (length > 0)

@@ -20,9 +20,14 @@ Thread::Thread(std::string name)
 
 Thread::Thread(const Thread& other) = default;
 
+// What was moved from still shares the progress, so that it can be asked.
 Thread::Thread(Thread&& other) noexcept
-    : m_progress(other.m_progress), m_threadId(std::exchange(other.m_threadId, 0)), m_handle(std::move(other.m_handle)),
-      m_callable(other.m_callable), m_stopEvent(std::move(other.m_stopEvent)), m_control(std::move(other.m_control)),
+    : m_progress(other.m_progress), // NOLINT(performance-move-constructor-init)
+      m_threadId(std::exchange(other.m_threadId, 0)),
+      m_handle(std::move(other.m_handle)),
+      m_callable(other.m_callable),
+      m_stopEvent(std::move(other.m_stopEvent)),
+      m_control(std::move(other.m_control)),
       m_name(std::move(other.m_name))
 {
 }
@@ -66,8 +71,8 @@ Thread& Thread::operator=(Thread&& other) noexcept
     }
     catch (const std::exception& exception)
     {
-        Platform::PrintToStandardError(L"Thread::Move() failed: " +
-                                       Util::ConvertStringType(std::string_view(exception.what())) + L"\n");
+        Platform::PrintToStandardError(
+            L"Thread::Move() failed: " + Util::ConvertStringType(std::string_view(exception.what())) + L"\n");
     }
     return *this;
 }

@@ -36,6 +36,8 @@ public:
         ThreadSafeQueue::Copy(other);
     }
 
+    // Moving can throw, as the target needs an event of its own.
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     ThreadSafeQueue(ThreadSafeQueue&& other) : ThreadSafeQueue()
     {
         ThreadSafeQueue::Move(std::move(other));
@@ -49,6 +51,7 @@ public:
         return *this;
     }
 
+    // NOLINTNEXTLINE(performance-noexcept-move-constructor)
     ThreadSafeQueue& operator=(ThreadSafeQueue&& other)
     {
         Move(std::move(other));
@@ -300,8 +303,10 @@ private:
         explicit EventGuard(ThreadSafeQueue& queue) noexcept : e_queue(queue)
         {
         }
+
         EventGuard(const EventGuard&) = delete;
         EventGuard& operator=(const EventGuard&) = delete;
+
         ~EventGuard()
         {
             e_queue.UpdateEventNoThrow();

@@ -20,7 +20,8 @@ WaitableTimer::WaitableTimer(bool inheritable, bool manualReset)
 WaitableTimer::WaitableTimer(const WaitableTimer& other) = default;
 
 WaitableTimer::WaitableTimer(WaitableTimer&& other) noexcept
-    : m_handle(std::move(other.m_handle)), m_name(std::exchange(other.m_name, {})),
+    : m_handle(std::move(other.m_handle)),
+      m_name(std::exchange(other.m_name, {})),
       m_manualReset(std::exchange(other.m_manualReset, false))
 {
 }

@@ -1,11 +1,5 @@
 #include "shared.log-configuration.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.log-eventsink.hpp"
-#include "shared.log-logger.hpp"
-#include "shared.log-rotatingfilesink.hpp"
-#include "shared.util-functions.hpp"
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -18,6 +12,12 @@
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-eventsink.hpp"
+#include "shared.log-logger.hpp"
+#include "shared.log-rotatingfilesink.hpp"
+#include "shared.util-functions.hpp"
 
 namespace Shared::Log
 {

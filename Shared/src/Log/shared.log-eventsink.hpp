@@ -2,7 +2,7 @@
 
 #include <memory>
 
-namespace spdlog::sinks
+namespace spdlog::sinks // NOLINT(readability-identifier-naming): the name is the library's
 {
 class sink;
 } // namespace spdlog::sinks

@@ -1,12 +1,12 @@
 #include "shared.log-functions.hpp"
 
-#include "shared.exception-sourcelocation.hpp"
-#include "shared.log-logger.hpp"
-#include "shared.time-clock.hpp"
-
 #include <chrono>
 
 #include <spdlog/logger.h>
+
+#include "shared.exception-sourcelocation.hpp"
+#include "shared.log-logger.hpp"
+#include "shared.time-clock.hpp"
 
 namespace Shared::Log
 {

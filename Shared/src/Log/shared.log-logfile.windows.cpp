@@ -1,10 +1,10 @@
 #include "shared.log-logfile.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.util-utf8.hpp"
-
 #include <cstddef>
 #include <optional>
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.util-utf8.hpp"
 
 #include "shared.platform-windows.windows.hpp"
 

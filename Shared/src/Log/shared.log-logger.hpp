@@ -4,7 +4,7 @@
 
 #include <memory>
 
-namespace spdlog
+namespace spdlog // NOLINT(readability-identifier-naming): the name is the library's
 {
 class logger;
 } // namespace spdlog

@@ -1,10 +1,6 @@
 #include "shared.log-rotatingfilesink.hpp"
 
-#include "shared.exception-errortext.hpp"
-#include "shared.log-logfile.hpp"
-
 #include <chrono>
-#include <cstdint>
 #include <exception>
 #include <string_view>
 #include <system_error>
@@ -12,6 +8,8 @@
 #include <utility>
 
 #include <fmt/format.h>
+
+#include "shared.log-logfile.hpp"
 
 namespace Shared::Log::sinks
 {
@@ -206,7 +204,7 @@ void rotating_file_sink<Mutex>::Rename(const std::filesystem::path& from, const 
     Open(Opening::Truncate);
     spdlog::throw_spdlog_ex(fmt::format(
         "rotating_file_sink: failed renaming {} to {}: {}", LogFile::DisplayName(from), LogFile::DisplayName(to),
-        Exception::TranslateWin32Error(static_cast<std::uint32_t>(error.value()))));
+        error.message()));
 }
 
 template <typename Mutex>

@@ -10,6 +10,9 @@
 #include <spdlog/details/file_helper.h>
 #include <spdlog/sinks/base_sink.h>
 
+// Named like the library's sinks, beside which it stands.
+// NOLINTBEGIN(readability-identifier-naming)
+
 namespace Shared::Log::sinks
 {
 
@@ -84,3 +87,5 @@ private:
 extern template class rotating_file_sink<std::mutex>;
 
 } // namespace Shared::Log::sinks
+
+// NOLINTEND(readability-identifier-naming)

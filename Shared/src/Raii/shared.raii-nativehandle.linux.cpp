@@ -33,7 +33,9 @@ bool IsSameNamedEvent(int first, int second) noexcept
         return false;
     }
     const auto isReadWrite = [](int descriptor) noexcept
-    { return (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR; };
+    {
+        return (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDWR;
+    };
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino && isReadWrite(first) && isReadWrite(second);
 }
 
@@ -46,8 +48,7 @@ RawHandle FromDescriptor(int descriptor, WaitMode mode, Access access) noexcept
         return nullptr;
     }
     const std::uint64_t bits = (static_cast<std::uint64_t>(descriptor) + 1) |
-                               (static_cast<std::uint64_t>(mode) << ModeShift) |
-                               (static_cast<std::uint64_t>(access) << AccessShift);
+        (static_cast<std::uint64_t>(mode) << ModeShift) | (static_cast<std::uint64_t>(access) << AccessShift);
     return reinterpret_cast<RawHandle>(bits);
 }
 
@@ -93,8 +94,8 @@ bool IsSameObject(RawHandle first, RawHandle second) noexcept
         return true;
     }
     const auto self = static_cast<long>(::getpid());
-    const long order = ::syscall(SYS_kcmp, self, self, static_cast<long>(KCMP_FILE), static_cast<long>(a),
-                                 static_cast<long>(b));
+    const long order =
+        ::syscall(SYS_kcmp, self, self, static_cast<long>(KCMP_FILE), static_cast<long>(a), static_cast<long>(b));
     return order == 0 || IsSameNamedEvent(a, b);
 }
 

@@ -19,7 +19,8 @@ RawHandle DuplicateHandle(RawHandle handle) noexcept
     }
     HANDLE duplicate = nullptr;
     const HANDLE self = ::GetCurrentProcess();
-    if (::DuplicateHandle(self, handle, self, &duplicate, 0, inheritable ? TRUE : FALSE, DUPLICATE_SAME_ACCESS) == FALSE)
+    if (::DuplicateHandle(self, handle, self, &duplicate, 0, inheritable ? TRUE : FALSE, DUPLICATE_SAME_ACCESS) ==
+        FALSE)
     {
         return nullptr;
     }

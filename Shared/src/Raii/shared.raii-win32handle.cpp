@@ -24,8 +24,9 @@ void ReportFailedClose(std::uint32_t code) noexcept
 {
     try
     {
-        Platform::PrintToStandardError(L"Failed to close handle due to a Win32 error: " +
-                                       Util::ConvertStringType(Exception::TranslateWin32Error(code)) + L"\n");
+        Platform::PrintToStandardError(
+            L"Failed to close handle due to a Win32 error: " +
+            Util::ConvertStringType(Exception::TranslateWin32Error(code)) + L"\n");
     }
     catch (...)
     {

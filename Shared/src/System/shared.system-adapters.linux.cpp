@@ -74,7 +74,6 @@ std::optional<IpAddress> ReadAddress(int family, const void* bytes, std::size_t 
 }
 
 /// The attributes of one netlink message or of one nested attribute, by number. Unknown ones are passed over.
-template <std::size_t Count>
 class Attributes
 {
 public:
@@ -125,14 +124,15 @@ public:
     }
 
 private:
+    /// Room for those of every kind of message that is read here.
+    static constexpr std::size_t Count = std::max({IFLA_MAX, IFA_MAX, RTA_MAX}) + 1;
     std::array<const nlattr*, Count> m_attributes{};
 };
 
-template <std::size_t Count>
-Attributes<Count> ReadAttributes(const nlmsghdr* message, std::size_t headerSize)
+Attributes ReadAttributes(const nlmsghdr* message, std::size_t headerSize)
 {
-    Attributes<Count> attributes;
-    mnl_attr_parse(message, static_cast<unsigned>(headerSize), &Attributes<Count>::Collect, &attributes);
+    Attributes attributes;
+    mnl_attr_parse(message, static_cast<unsigned>(headerSize), &Attributes::Collect, &attributes);
     return attributes;
 }
 
@@ -203,7 +203,7 @@ int OnLink(const nlmsghdr* message, void* context)
         return MNL_CB_OK;
     }
     const auto* const header = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(message));
-    const auto attributes = ReadAttributes<IFLA_MAX + 1>(message, sizeof(ifinfomsg));
+    const auto attributes = ReadAttributes(message, sizeof(ifinfomsg));
 
     Adapter adapter;
     adapter.index = static_cast<std::uint32_t>(header->ifi_index);
@@ -234,7 +234,7 @@ int OnAddress(const nlmsghdr* message, void* context)
         return MNL_CB_OK;
     }
     const auto* const header = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(message));
-    const auto attributes = ReadAttributes<IFA_MAX + 1>(message, sizeof(ifaddrmsg));
+    const auto attributes = ReadAttributes(message, sizeof(ifaddrmsg));
     // On a link with two ends IFA_ADDRESS is the other one, and the machine's own is IFA_LOCAL.
     auto address = attributes.Address(IFA_LOCAL, header->ifa_family);
     if (!address)
@@ -250,7 +250,7 @@ int OnAddress(const nlmsghdr* message, void* context)
 }
 
 /// The next hop of a route or of one of its parallel parts, in whichever family it is written.
-std::optional<IpAddress> ReadGateway(const Attributes<RTA_MAX + 1>& attributes, int family)
+std::optional<IpAddress> ReadGateway(const Attributes& attributes, int family)
 {
     if (auto gateway = attributes.Address(RTA_GATEWAY, family))
     {
@@ -276,10 +276,9 @@ void ReadParallelRoutes(const nlattr* parts, int family, std::uint32_t metric, T
         {
             return;
         }
-        Attributes<RTA_MAX + 1> attributes;
+        Attributes attributes;
         mnl_attr_parse_payload(
-            position + sizeof(rtnexthop), hop->rtnh_len - sizeof(rtnexthop), &Attributes<RTA_MAX + 1>::Collect,
-            &attributes);
+            position + sizeof(rtnexthop), hop->rtnh_len - sizeof(rtnexthop), &Attributes::Collect, &attributes);
         if (auto gateway = ReadGateway(attributes, family))
         {
             tables.routes.push_back({static_cast<std::uint32_t>(hop->rtnh_ifindex), metric, *std::move(gateway)});
@@ -297,7 +296,7 @@ int OnRoute(const nlmsghdr* message, void* context)
         return MNL_CB_OK;
     }
     const auto* const header = static_cast<const rtmsg*>(mnl_nlmsg_get_payload(message));
-    const auto attributes = ReadAttributes<RTA_MAX + 1>(message, sizeof(rtmsg));
+    const auto attributes = ReadAttributes(message, sizeof(rtmsg));
     const auto table = attributes.Number(RTA_TABLE).value_or(header->rtm_table);
     if (header->rtm_dst_len != 0 || header->rtm_type != RTN_UNICAST || table != RT_TABLE_MAIN)
     {

@@ -108,9 +108,15 @@ nanoseconds RealMonotonicNow() noexcept
 
 void SleepFor(nanoseconds span) noexcept
 {
-    if (span > nanoseconds::zero())
+    if (span <= nanoseconds::zero())
     {
-        std::this_thread::sleep_for(ToRealSpan(span));
+        return;
+    }
+    // Some systems round a sleep down to their ticks; what is missing is slept again.
+    const nanoseconds end = SystemMonotonic() + ToRealSpan(span);
+    for (nanoseconds left = ToRealSpan(span); left > nanoseconds::zero(); left = end - SystemMonotonic())
+    {
+        std::this_thread::sleep_for(left);
     }
 }
 

@@ -26,9 +26,7 @@ public:
     }
 
     CappedStack(const CappedStack&) = default;
-    CappedStack(CappedStack&&) = default;
     CappedStack& operator=(const CappedStack&) = default;
-    CappedStack& operator=(CappedStack&&) = default;
     virtual ~CappedStack() = default;
 
     virtual void Push(const T& value)

@@ -45,8 +45,9 @@ protected:
 
     void Initialise(const std::vector<const char*>& arguments)
     {
-        Agent::Process::InitialiseProcess(static_cast<int>(arguments.size()), arguments.data(), m_state, m_winsock,
-                                          m_stopEvent, m_registryChanged, m_agentKey);
+        Agent::Process::InitialiseProcess(
+            static_cast<int>(arguments.size()), arguments.data(), m_state, m_winsock, m_stopEvent, m_registryChanged,
+            m_agentKey);
     }
 
     static std::wstring Status()

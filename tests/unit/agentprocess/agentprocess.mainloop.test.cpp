@@ -16,8 +16,8 @@ using Agent::Process::StateTable;
 using AgentCore::Messaging::MessageResponseStatus;
 using AgentCore::Ops::RuntimeState;
 using Shared::Log::Level;
-using TestSupport::MainLoopTest;
 using ::testing::ElementsAre;
+using TestSupport::MainLoopTest;
 
 /// One state whose function is the test's.
 StateTable Only(RuntimeState state, std::function<void(LoopContext&)> function)
@@ -78,8 +78,8 @@ TEST_F(MainLoopTest, AStateOutsideOfTheTableIsLoggedAndTheLoopGoesOn)
 TEST_F(MainLoopTest, AnExceptionPushesRetryPreviousOverTheState)
 {
     SetStack({RuntimeState::GetTestsConfig, RuntimeState::GetTagConfig});
-    MainLoop loop(m_context,
-                  Only(RuntimeState::GetTagConfig, [](LoopContext&) { throw std::runtime_error("no answer"); }));
+    MainLoop loop(
+        m_context, Only(RuntimeState::GetTagConfig, [](LoopContext&) { throw std::runtime_error("no answer"); }));
     EXPECT_TRUE(loop.RunPass());
     EXPECT_THAT(Stack(), ElementsAre(RuntimeState::GetTagConfig, RuntimeState::RetryPrevious));
     EXPECT_EQ(m_log.Count(Level::Error, "Encountered an exception in main loop: no answer"), 1U);
@@ -108,8 +108,10 @@ TEST_F(MainLoopTest, AStopEndsALastingFaultInPolling)
 TEST_F(MainLoopTest, AConnectionExceptionPushesDisconnected)
 {
     SetStack({RuntimeState::Startup});
-    MainLoop loop(m_context, Only(RuntimeState::Startup, [](LoopContext&)
-                                  { throw AgentCore::Exception::ConnectionException("link lost"); }));
+    MainLoop loop(
+        m_context,
+        Only(
+            RuntimeState::Startup, [](LoopContext&) { throw AgentCore::Exception::ConnectionException("link lost"); }));
     EXPECT_TRUE(loop.RunPass());
     EXPECT_THAT(Stack(), ElementsAre(RuntimeState::Startup, RuntimeState::Disconnected));
     EXPECT_EQ(m_log.Count(Level::Error, "A network error occurred: "), 1U);
@@ -118,8 +120,9 @@ TEST_F(MainLoopTest, AConnectionExceptionPushesDisconnected)
 TEST_F(MainLoopTest, AFatalExceptionEndsTheLoopWithItsCode)
 {
     SetStack({RuntimeState::InPolling});
-    MainLoop loop(m_context, Only(RuntimeState::InPolling, [](LoopContext&)
-                                  { throw Shared::Exception::FatalException("broken"); }));
+    MainLoop loop(
+        m_context,
+        Only(RuntimeState::InPolling, [](LoopContext&) { throw Shared::Exception::FatalException("broken"); }));
     EXPECT_EQ(loop.Run(), 1002);
     EXPECT_EQ(m_log.Count(Level::Error, "A FatalException was encountered in AgentProcess' main loop: "), 1U);
 }
@@ -127,8 +130,8 @@ TEST_F(MainLoopTest, AFatalExceptionEndsTheLoopWithItsCode)
 TEST_F(MainLoopTest, AHangingWorkersExceptionHasItsOwnCode)
 {
     SetStack({RuntimeState::InPolling});
-    MainLoop loop(m_context,
-                  Only(RuntimeState::InPolling, [](LoopContext&) { throw Shared::Exception::FatalException(); }));
+    MainLoop loop(
+        m_context, Only(RuntimeState::InPolling, [](LoopContext&) { throw Shared::Exception::FatalException(); }));
     EXPECT_EQ(loop.Run(), 1001);
 }
 
@@ -144,9 +147,9 @@ TEST_F(MainLoopTest, AnEmptyStackIsAFailureThatTheLoopSurvives)
 TEST_F(MainLoopTest, AResponseIsHandledOnThePassOfItsState)
 {
     SetStack({RuntimeState::Startup});
-    MainLoop loop(m_context,
-                  Only(RuntimeState::Startup, [this](LoopContext&)
-                       { PushResponse(24101, MessageResponseStatus::Success); }));
+    MainLoop loop(
+        m_context,
+        Only(RuntimeState::Startup, [this](LoopContext&) { PushResponse(24101, MessageResponseStatus::Success); }));
     EXPECT_TRUE(loop.RunPass());
     EXPECT_EQ(Top(), RuntimeState::GetNetworkConfig);
 }
@@ -157,7 +160,11 @@ TEST_F(MainLoopTest, AStopRequestedDuringAStateHandlesNoResponseOnThatPassAndEnd
     PushResponse(24100, MessageResponseStatus::Success);
     StateTable table = Agent::Process::MakeStateTable();
     table[RuntimeState::GetTagConfig] = {
-        nullptr, [](LoopContext& context) { context.appState.runtimeStates.Push(RuntimeState::StopRequested); }};
+        nullptr,
+        [](LoopContext& context)
+        {
+            context.appState.runtimeStates.Push(RuntimeState::StopRequested);
+        }};
     MainLoop loop(m_context, std::move(table));
     EXPECT_TRUE(loop.RunPass());
     EXPECT_EQ(m_responses.Size(), 1U);
@@ -171,7 +178,11 @@ TEST_F(MainLoopTest, AnOrderToStopInAResponseEndsWith3500)
     SetStack({RuntimeState::Startup});
     StateTable table = Agent::Process::MakeStateTable();
     table[RuntimeState::Startup] = {
-        nullptr, [this](LoopContext&) { PushResponse(24101, MessageResponseStatus::Stop); }};
+        nullptr,
+        [this](LoopContext&)
+        {
+            PushResponse(24101, MessageResponseStatus::Stop);
+        }};
     EXPECT_EQ(MainLoop(m_context, std::move(table)).Run(), 3500);
 }
 
@@ -190,14 +201,16 @@ TEST_F(MainLoopTest, TheBackoffSurvivesTheRetryTheRepeatedStateAndItsNewFailure)
 {
     bool fails = true;
     StateTable table = Agent::Process::MakeStateTable();
-    table[RuntimeState::GetTagConfig] = {nullptr, [&](LoopContext& context)
-                                         {
-                                             if (fails)
-                                             {
-                                                 throw std::runtime_error("no answer");
-                                             }
-                                             context.appState.runtimeStates.Push(RuntimeState::GetUserGroups);
-                                         }};
+    table[RuntimeState::GetTagConfig] = {
+        nullptr,
+        [&](LoopContext& context)
+        {
+            if (fails)
+            {
+                throw std::runtime_error("no answer");
+            }
+            context.appState.runtimeStates.Push(RuntimeState::GetUserGroups);
+        }};
     SetStack({RuntimeState::GetTestsConfig, RuntimeState::GetTagConfig});
     MainLoop loop(m_context, std::move(table));
     for (int failure = 0; failure < 3; ++failure)

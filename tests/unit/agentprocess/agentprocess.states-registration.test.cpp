@@ -58,9 +58,12 @@ TEST_F(RegistrationStatesTest, RegisterWithoutATenantLeadsToDisconnected)
 {
     StateFunctions::Register(m_context);
     EXPECT_EQ(Top(), RuntimeState::Disconnected);
-    EXPECT_EQ(m_log.Count(Level::Warning, "Tried to register, but no subtenant-id was found. This agent will remain in a "
-                                          "disconnected-disabled state."),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Warning,
+            "Tried to register, but no subtenant-id was found. This agent will remain in a "
+            "disconnected-disabled state."),
+        1U);
 }
 
 TEST_F(RegistrationStatesTest, RegisterWithATenantSaysThatThereIsNoLinkYet)

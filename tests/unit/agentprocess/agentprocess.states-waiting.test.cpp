@@ -101,9 +101,10 @@ TEST_F(WaitingStatesTest, TheUpgradeTimerIsReported)
     SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
     m_upgradeTimer.SetTimerInMillis(0, 0);
     StateFunctions::InPolling(m_context);
-    EXPECT_EQ(m_log.Count(Level::Warning,
-                          "An upgrade was initiated, but it does not appear to have yet completed. Retrying..."),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Warning, "An upgrade was initiated, but it does not appear to have yet completed. Retrying..."),
+        1U);
 }
 
 TEST_F(WaitingStatesTest, ARetryReturnsToTheStateBelowAfterItsDelay)
@@ -203,9 +204,12 @@ TEST_F(WaitingStatesTest, DisconnectedStaysWithoutATenant)
     StateFunctions::Disconnected(m_context);
     EXPECT_EQ(Top(), RuntimeState::Disconnected);
     EXPECT_THAT(m_identity.attempts, ElementsAre(1U, 2U));
-    EXPECT_EQ(m_log.Count(Level::Warning, "Agent is disconnected and no subtenant-id is available. No attempt will be "
-                                          "made to re-connect until a subtenant is available."),
-              2U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Warning,
+            "Agent is disconnected and no subtenant-id is available. No attempt will be "
+            "made to re-connect until a subtenant is available."),
+        2U);
 }
 
 TEST_F(WaitingStatesTest, ARegistryChangeInDisconnectedUpdatesTheStatusAndTheWaitGoesOnWithTheTimeLeft)

@@ -56,9 +56,12 @@ std::uint32_t FakeIdentity::CalculateRetryDelay(std::uint32_t attempt)
 }
 
 MainLoopTest::MainLoopTest()
-    : m_stopEvent(false, true), m_registryChanged(false, false), m_upgradeTimer(false, false),
-      m_heartbeatTimer(false, false), m_context{m_state,           m_identity,  m_agentKey,     m_stopEvent,
-                                                m_registryChanged, m_responses, m_upgradeTimer, m_heartbeatTimer}
+    : m_stopEvent(false, true),
+      m_registryChanged(false, false),
+      m_upgradeTimer(false, false),
+      m_heartbeatTimer(false, false),
+      m_context{m_state,           m_identity,  m_agentKey,     m_stopEvent,
+                m_registryChanged, m_responses, m_upgradeTimer, m_heartbeatTimer}
 {
     AgentCore::Ops::ResetRouterFeatures();
     WinReg::CreateKey(WinReg::Root::LocalMachine, Paths::Agent);

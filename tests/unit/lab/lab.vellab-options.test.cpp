@@ -40,7 +40,8 @@ TEST(OptionsTest, WhatMakesNoSenseIsRefused)
     EXPECT_THROW(ParseOptions({"--agent=a"}), std::invalid_argument);
     EXPECT_THROW(ParseOptions({"--agent=a", "--results"}), std::invalid_argument);
     EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", "--loud"}), std::invalid_argument);
-    for (const char* number : {"--speed=0", "--speed=-1", "--speed=x", "--speed=", "--speed=1e9", "--speed=nan", "--duration=2s"})
+    for (const char* number :
+         {"--speed=0", "--speed=-1", "--speed=x", "--speed=", "--speed=1e9", "--speed=nan", "--duration=2s"})
     {
         EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", number}), std::invalid_argument) << number;
     }

@@ -40,8 +40,9 @@ ConcurrencyChild::ConcurrencyChild(const std::vector<std::wstring>& arguments) :
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information{};
-    if (::CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr,
-                         &startup, &information) == FALSE)
+    if (::CreateProcessW(
+            program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &startup,
+            &information) == FALSE)
     {
         throw std::system_error(static_cast<int>(::GetLastError()), std::system_category(), "CreateProcessW() failed");
     }

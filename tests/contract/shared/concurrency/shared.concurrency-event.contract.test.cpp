@@ -18,9 +18,9 @@
 
 #include <gtest/gtest.h>
 
-using Contract::ChildCode::Yes;
 using Contract::ConcurrencyChild;
 using Contract::ToWord;
+using Contract::ChildCode::Yes;
 using Shared::Concurrency::Event;
 using Shared::Concurrency::WaitFor;
 using Shared::Exception::Win32Exception;
@@ -84,17 +84,13 @@ protected:
     TestSupport::EventNames m_names;
 };
 
-INSTANTIATE_TEST_SUITE_P(Forms,
-                         EventOfEachFormTest,
-                         testing::Values(EventCase{true, false},
-                                         EventCase{false, false},
-                                         EventCase{true, true},
-                                         EventCase{false, true}),
-                         [](const testing::TestParamInfo<EventCase>& form)
-                         {
-                             return std::string(form.param.named ? "Named" : "Unnamed") +
-                                    (form.param.manualReset ? "Manual" : "Automatic");
-                         });
+INSTANTIATE_TEST_SUITE_P(
+    Forms,
+    EventOfEachFormTest,
+    testing::Values(EventCase{true, false}, EventCase{false, false}, EventCase{true, true}, EventCase{false, true}),
+    [](const testing::TestParamInfo<EventCase>& form) {
+        return std::string(form.param.named ? "Named" : "Unnamed") + (form.param.manualReset ? "Manual" : "Automatic");
+    });
 
 TEST_P(EventOfEachFormTest, StartsUnsignalled)
 {
@@ -351,8 +347,8 @@ TEST_P(EventOfEachFormTest, WithASystemHandleThatWasClosedTheFailuresAreTheSyste
     ASSERT_TRUE(Shared::Raii::Native::CloseHandle(event.GetHandle()));
     EXPECT_EQ(Win32Text([&] { event.Signal(); }), "Failed to signal event");
     EXPECT_EQ(Win32Text([&] { (void)event.WaitOnEvent(0); }), "WaitForSingleObject failed");
-    EXPECT_EQ(Win32Text([&] { event.Reset(); }),
-              GetParam().manualReset ? "ResetEvent() failed" : "(nothing was thrown)");
+    EXPECT_EQ(
+        Win32Text([&] { event.Reset(); }), GetParam().manualReset ? "ResetEvent() failed" : "(nothing was thrown)");
     event.Detach();
 }
 
@@ -548,7 +544,8 @@ TEST_F(EventTest, ANameIsFreeAgainOnceNobodyHoldsIt)
 
 TEST_F(EventTest, NamesMayHoldAnyCharacter)
 {
-    for (const wchar_t* const stem : {L"Global\\vel", L"a/b", L"\u00e4\u20ac", L"with blank", L"..", L"%2F", L"*?:\"<>|"})
+    for (const wchar_t* const stem :
+         {L"Global\\vel", L"a/b", L"\u00e4\u20ac", L"with blank", L"..", L"%2F", L"*?:\"<>|"})
     {
         const std::wstring name = m_names.Unique(stem);
         Event event(false, true, name);
@@ -611,8 +608,9 @@ TEST_F(EventTest, AnEventOpenedForWaitingCannotBeSignalledOrReset)
 TEST_F(EventTest, OpeningAMissingNameFailsWithTheName)
 {
     const std::wstring name = m_names.Unique(L"missing");
-    EXPECT_EQ(Win32Text([&] { (void)Event::OpenForWaiting(name); }),
-              "Failed to create or open event " + std::string(name.begin(), name.end()));
+    EXPECT_EQ(
+        Win32Text([&] { (void)Event::OpenForWaiting(name); }),
+        "Failed to create or open event " + std::string(name.begin(), name.end()));
 }
 
 TEST_F(EventTest, OpeningTheNameOfADeadCreatorFails)
@@ -621,8 +619,9 @@ TEST_F(EventTest, OpeningTheNameOfADeadCreatorFails)
     ConcurrencyChild creator({L"--hold-signalled", name});
     ASSERT_TRUE(Eventually([&] { return Exists(name); }));
     creator.Kill();
-    EXPECT_EQ(Win32Text([&] { (void)Event::OpenForWaiting(name); }),
-              "Failed to create or open event " + std::string(name.begin(), name.end()));
+    EXPECT_EQ(
+        Win32Text([&] { (void)Event::OpenForWaiting(name); }),
+        "Failed to create or open event " + std::string(name.begin(), name.end()));
 }
 
 TEST_F(EventTest, WhatACrashedProcessLeftSignalledStartsUnsignalled)

@@ -27,13 +27,16 @@ TEST(EventObjectTest, TheSecurityDescriptorIsThatOfTheObject)
 {
     const Event event(false, true, TestSupport::EventNames().Unique(L"guarded"), L"D:P(A;;GA;;;SY)(A;;GA;;;WD)");
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ASSERT_EQ(::GetSecurityInfo(event.GetHandle(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                                nullptr, nullptr, &descriptor),
-              static_cast<DWORD>(ERROR_SUCCESS));
+    ASSERT_EQ(
+        ::GetSecurityInfo(
+            event.GetHandle(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+            &descriptor),
+        static_cast<DWORD>(ERROR_SUCCESS));
     LPWSTR text = nullptr;
-    EXPECT_NE(::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
-                                                                     DACL_SECURITY_INFORMATION, &text, nullptr),
-              FALSE);
+    EXPECT_NE(
+        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(
+            descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr),
+        FALSE);
     const std::wstring found = text == nullptr ? L"" : text;
     EXPECT_NE(found.find(L";;;SY)"), std::wstring::npos);
     EXPECT_NE(found.find(L";;;WD)"), std::wstring::npos);

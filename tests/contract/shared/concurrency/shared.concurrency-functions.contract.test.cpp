@@ -133,8 +133,7 @@ TEST(WaitForSeveralTest, SixtyFiveHandlesAreRefusedBeforeAnyWait)
     std::vector<Event> events = MakeEvents(MaximumWaitHandles + 1, false);
     events.front().Signal();
     const std::vector<RawHandle> handles = HandlesOf(events);
-    EXPECT_EQ(InvalidArgumentText([&] { (void)WaitFor(handles, false, Infinite); }),
-              "Too many handles to wait on: 65");
+    EXPECT_EQ(InvalidArgumentText([&] { (void)WaitFor(handles, false, Infinite); }), "Too many handles to wait on: 65");
     EXPECT_EQ(InvalidArgumentText([&] { (void)WaitFor(handles, true, Infinite); }), "Too many handles to wait on: 65");
     EXPECT_TRUE(events.front().WaitOnEvent(0)); // nothing was consumed
 }
@@ -364,6 +363,7 @@ TEST(WaitForSeveralTest, OneWaitCoversEveryKindOfObject)
         OfQueue,
         OfProcess
     };
+
     TestSupport::EventNames names;
     Event event(false, false);
     Event named(false, true, names.Unique(L"mixed"));

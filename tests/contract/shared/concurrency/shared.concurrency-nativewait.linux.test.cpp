@@ -43,7 +43,9 @@ Usage UsageOfThread()
     rusage usage = {};
     ::getrusage(RUSAGE_THREAD, &usage);
     const auto toMs = [](const timeval& time)
-    { return static_cast<double>(time.tv_sec) * 1000.0 + static_cast<double>(time.tv_usec) / 1000.0; };
+    {
+        return static_cast<double>(time.tv_sec) * 1000.0 + static_cast<double>(time.tv_usec) / 1000.0;
+    };
     return {usage.ru_nvcsw, toMs(usage.ru_utime) + toMs(usage.ru_stime)};
 }
 
@@ -104,10 +106,18 @@ TEST(WaitForAllOnceTest, AnObjectThatIsGivenTwiceIsRefusedAndNothingIsConsumed)
     const Event copy = event;
     event.Signal();
     other.Signal();
-    EXPECT_EQ(Win32Text([&] { (void)WaitFor({event.GetHandle(), other.GetHandle(), event.GetHandle()}, true, Infinite); }),
-              "WaitForSingleObjectEx() failed");
-    EXPECT_EQ(Win32Text([&] { (void)WaitFor({event.GetHandle(), other.GetHandle(), copy.GetHandle()}, true, Infinite); }),
-              "WaitForSingleObjectEx() failed");
+    EXPECT_EQ(
+        Win32Text(
+            [&] {
+                (void)WaitFor({event.GetHandle(), other.GetHandle(), event.GetHandle()}, true, Infinite);
+            }),
+        "WaitForSingleObjectEx() failed");
+    EXPECT_EQ(
+        Win32Text(
+            [&] {
+                (void)WaitFor({event.GetHandle(), other.GetHandle(), copy.GetHandle()}, true, Infinite);
+            }),
+        "WaitForSingleObjectEx() failed");
     EXPECT_TRUE(other.WaitOnEvent(0));
     EXPECT_TRUE(event.WaitOnEvent(0));
 }

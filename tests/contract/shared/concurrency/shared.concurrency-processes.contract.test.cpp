@@ -30,9 +30,10 @@ std::wstring InOtherCase(std::wstring name)
 {
     for (wchar_t& character : name)
     {
-        character = static_cast<wchar_t>(std::iswupper(static_cast<std::wint_t>(character)) != 0
-                                             ? std::towlower(static_cast<std::wint_t>(character))
-                                             : std::towupper(static_cast<std::wint_t>(character)));
+        character = static_cast<wchar_t>(
+            std::iswupper(static_cast<std::wint_t>(character)) != 0
+                ? std::towlower(static_cast<std::wint_t>(character))
+                : std::towupper(static_cast<std::wint_t>(character)));
     }
     return name;
 }

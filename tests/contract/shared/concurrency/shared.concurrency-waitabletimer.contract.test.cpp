@@ -43,10 +43,11 @@ protected:
     WaitableTimer m_timer{false, GetParam()};
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds,
-                         TimerOfEachKindTest,
-                         testing::Bool(),
-                         [](const testing::TestParamInfo<bool>& kind) { return kind.param ? "Manual" : "Automatic"; });
+INSTANTIATE_TEST_SUITE_P(
+    Kinds,
+    TimerOfEachKindTest,
+    testing::Bool(),
+    [](const testing::TestParamInfo<bool>& kind) { return kind.param ? "Manual" : "Automatic"; });
 
 TEST_P(TimerOfEachKindTest, StartsUnset)
 {

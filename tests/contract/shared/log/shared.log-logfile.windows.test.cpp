@@ -1,13 +1,12 @@
 #include "shared.log-logfile.hpp"
 
-#include "shared.exception-exceptions.hpp"
-
 #include <cstdio>
 #include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "shared.exception-exceptions.hpp"
 #include "test.support-temporaryfolder.hpp"
 
 #include "shared.platform-windows.windows.hpp"

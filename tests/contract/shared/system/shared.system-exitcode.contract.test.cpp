@@ -26,6 +26,7 @@ TEST(ExitCodeDeathTest, LeavingEndsTheProcessWithoutDestructors)
             fputs("destroyed", stderr);
         }
     };
+
     EXPECT_EXIT(
         {
             const Talker talker;

@@ -28,7 +28,8 @@ TEST(PollResponseTest, UnknownMembersAreIgnored)
 
 TEST(PollResponseTest, TextThatIsNoObjectIsReportedWithThePayload)
 {
-    for (const std::string payload : {"", "nonsense", "[]", "true", "{", R"({"fetchConfig":1})", R"({"fetchConfig":"true"})"})
+    for (const std::string payload :
+         {"", "nonsense", "[]", "true", "{", R"({"fetchConfig":1})", R"({"fetchConfig":"true"})"})
     {
         try
         {
@@ -45,7 +46,8 @@ TEST(PollResponseTest, TextThatIsNoObjectIsReportedWithThePayload)
 TEST(PollResponseTest, DeepNestingNeitherCrashesNorHangs)
 {
     const std::size_t depth = 100'000;
-    const std::string nested = R"({"a":)" + std::string(depth, '[') + std::string(depth, ']') + R"(,"fetchConfig":true})";
+    const std::string nested =
+        R"({"a":)" + std::string(depth, '[') + std::string(depth, ']') + R"(,"fetchConfig":true})";
     EXPECT_TRUE(AsksForConfiguration(nested));
 }
 

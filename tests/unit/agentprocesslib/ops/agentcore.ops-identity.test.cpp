@@ -23,8 +23,8 @@ protected:
         WinReg::CreateKey(Root::LocalMachine, Paths::Config);
         WinReg::CreateKey(Root::LocalMachine, Shared::AppSettings::GetVpnVelKeyPath());
         WinReg::SetStringValue(Root::LocalMachine, Paths::Config, L"Server", L"first.example");
-        WinReg::SetStringValue(Root::LocalMachine, Shared::AppSettings::GetVpnVelKeyPath(), L"user-selection",
-                               L"enable");
+        WinReg::SetStringValue(
+            Root::LocalMachine, Shared::AppSettings::GetVpnVelKeyPath(), L"user-selection", L"enable");
     }
 
     TestSupport::TemporarySettingsStore m_store;

@@ -45,11 +45,12 @@ protected:
     }
 
     /// One response on the queue, and one call.
-    void Process(std::uint32_t msgId,
-                 MessageResponseStatus status = MessageResponseStatus::Success,
-                 std::uint32_t seqNum = 77,
-                 std::string payload = "{}",
-                 std::uint32_t flags = 0)
+    void Process(
+        std::uint32_t msgId,
+        MessageResponseStatus status = MessageResponseStatus::Success,
+        std::uint32_t seqNum = 77,
+        std::string payload = "{}",
+        std::uint32_t flags = 0)
     {
         m_responses.Push(MessageResponse({seqNum, msgId, std::move(payload), flags, 0, {}}, status));
         AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
@@ -95,8 +96,8 @@ TEST_F(MessageProcessingTest, AnEmptyQueueChangesNothing)
 
 TEST_F(MessageProcessingTest, OneResponseIsTakenPerCallAndTheEventFollowsWhatIsLeft)
 {
-    m_responses.Push(MessageResponse({1, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE, "", 0, 0, {}},
-                                     MessageResponseStatus::Success));
+    m_responses.Push(
+        MessageResponse({1, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE, "", 0, 0, {}}, MessageResponseStatus::Success));
     m_responses.Push(MessageResponse({2, 4711, "", 0, 0, {}}, MessageResponseStatus::Reregister));
     AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
     EXPECT_EQ(Top(), RuntimeState::Startup);
@@ -109,7 +110,8 @@ TEST_F(MessageProcessingTest, OneResponseIsTakenPerCallAndTheEventFollowsWhatIsL
 
 TEST_F(MessageProcessingTest, AFailingResponseIsOffTheQueueToo)
 {
-    EXPECT_EQ(FailureOf(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE), "An inbound message had an error: Startup response failed");
+    EXPECT_EQ(
+        FailureOf(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE), "An inbound message had an error: Startup response failed");
     EXPECT_TRUE(m_responses.Empty());
     EXPECT_FALSE(Shared::Concurrency::WaitFor(m_responses.GetEventHandle(), 0));
 }
@@ -136,8 +138,12 @@ TEST_F(MessageProcessingTest, TheFirstRouterFeaturesAreIgnoredTheSecondRestartTh
     EXPECT_EQ(Top(), RuntimeState::InPolling);
     Process(MsgIds::MSGIDS_ROUTER_FEATURES);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
-    EXPECT_EQ(m_log.Count(Level::Info, "Detected that the agent lost connection and re-connected. The agent "
-                                           "will re-initialise."), 1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Info,
+            "Detected that the agent lost connection and re-connected. The agent "
+            "will re-initialise."),
+        1U);
     Enter(RuntimeState::InPolling);
     Process(MsgIds::MSGIDS_ROUTER_FEATURES);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
@@ -160,8 +166,12 @@ TEST_F(MessageProcessingTest, ASecondStartupResponseDuringInPollingOnlyLogsAWarn
     Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 123);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
     EXPECT_EQ(m_state.lastConnectedTime, 0);
-    EXPECT_EQ(m_log.Count(Level::Warning, "Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num 123 "
-                          "whilst in state 15. The associated state transition was ignored."), 1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Warning,
+            "Agent received an unexpected server MSGIDS_AGENT_STARTUP_RESPONSE with seq_num 123 "
+            "whilst in state 15. The associated state transition was ignored."),
+        1U);
 }
 
 TEST_F(MessageProcessingTest, APollResponseThatAsksForConfigurationRestarts)
@@ -177,8 +187,9 @@ TEST_F(MessageProcessingTest, APollResponseThatAsksForConfigurationRestarts)
 
 TEST_F(MessageProcessingTest, AnUnreadablePollResponseIsAnException)
 {
-    EXPECT_THROW(Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, "x"),
-                 Shared::Exception::RuntimeException);
+    EXPECT_THROW(
+        Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, "x"),
+        Shared::Exception::RuntimeException);
 }
 
 TEST_F(MessageProcessingTest, EachConfigurationAnswerLeadsToTheNextState)
@@ -217,8 +228,12 @@ TEST_F(MessageProcessingTest, UserGroupsLeadOnFromTheirStateAndRestartFromEveryO
     EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
     Process(MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
-    EXPECT_EQ(m_log.Count(Level::Info, "Re-initialising as we received an unexpected "
-                                           "MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message"), 1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Info,
+            "Re-initialising as we received an unexpected "
+            "MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message"),
+        1U);
 }
 
 TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
@@ -250,8 +265,8 @@ TEST_F(MessageProcessingTest, AnAcknowledgementMovesNothing)
 
 TEST_F(MessageProcessingTest, AHistoricPollThatWasNotDeliveredIsNoAcknowledgement)
 {
-    m_responses.Push(MessageResponse({9, MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, "", 1, 1, {}},
-                                     MessageResponseStatus::Success));
+    m_responses.Push(
+        MessageResponse({9, MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, "", 1, 1, {}}, MessageResponseStatus::Success));
     AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
     EXPECT_EQ(m_log.Count(Level::Info, "Received ACK"), 0U);
 }
@@ -265,6 +280,7 @@ TEST_F(MessageProcessingTest, EachFailureGoesBackToItsStateAndSaysSo)
         RuntimeState state;
         std::string text;
     };
+
     const std::vector<Row> rows = {
         {24000, nullptr, RuntimeState::Register, "Register failed"},
         {24100, nullptr, RuntimeState::Register, "Register failed"},

@@ -98,15 +98,17 @@ TEST_P(ServerTextTest, IsReducedToHostAndPort)
     EXPECT_EQ(settings.port, GetParam().port);
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts,
-                         ServerTextTest,
-                         ::testing::Values(ServerCase{L"host", L"host", 443},
-                                           ServerCase{L"https://host", L"host", 443},
-                                           ServerCase{L"http://host", L"host", 443},
-                                           ServerCase{L"https://host/", L"host", 443},
-                                           ServerCase{L"\"https://host:8443\"", L"host", 8443},
-                                           ServerCase{L"host:1", L"host", 1},
-                                           ServerCase{L"host:65535/", L"host", 65535}));
+INSTANTIATE_TEST_SUITE_P(
+    Texts,
+    ServerTextTest,
+    ::testing::Values(
+        ServerCase{L"host", L"host", 443},
+        ServerCase{L"https://host", L"host", 443},
+        ServerCase{L"http://host", L"host", 443},
+        ServerCase{L"https://host/", L"host", 443},
+        ServerCase{L"\"https://host:8443\"", L"host", 8443},
+        ServerCase{L"host:1", L"host", 1},
+        ServerCase{L"host:65535/", L"host", 65535}));
 
 class BadServerTextTest : public ::testing::TestWithParam<std::wstring>
 {
@@ -119,19 +121,21 @@ TEST_P(BadServerTextTest, IsRefused)
     EXPECT_THROW(Settings::SetServerAndPort(settings), RuntimeException);
 }
 
-INSTANTIATE_TEST_SUITE_P(Texts,
-                         BadServerTextTest,
-                         ::testing::Values(L"",
-                                           L"https://",
-                                           L"a:b:c",
-                                           L"host:1:2",
-                                           L"host:",
-                                           L"host:0",
-                                           L"host:65536",
-                                           L"host:99999999999999999999",
-                                           L"host:port",
-                                           L"host:-1",
-                                           L"host: 80"));
+INSTANTIATE_TEST_SUITE_P(
+    Texts,
+    BadServerTextTest,
+    ::testing::Values(
+        L"",
+        L"https://",
+        L"a:b:c",
+        L"host:1:2",
+        L"host:",
+        L"host:0",
+        L"host:65536",
+        L"host:99999999999999999999",
+        L"host:port",
+        L"host:-1",
+        L"host: 80"));
 
 TEST_F(AppSettingsTest, AFreshInstallationHasTheDefaults)
 {
@@ -252,10 +256,11 @@ TEST_F(AppSettingsTest, LogLevelsHaveAliasesAndOffAndUnknownTextsAreInfo)
 TEST_F(AppSettingsTest, EachStatusHasItsWord)
 {
     LayOut();
-    const std::pair<AgentStatus, std::wstring> words[] = {{AgentStatus::Disabled, L"disabled"},
-                                                          {AgentStatus::Enabled, L"enabled"},
-                                                          {AgentStatus::Upgrade, L"upgrade"},
-                                                          {AgentStatus::AdminDisabled, L"admin-disabled"}};
+    const std::pair<AgentStatus, std::wstring> words[] = {
+        {AgentStatus::Disabled, L"disabled"},
+        {AgentStatus::Enabled, L"enabled"},
+        {AgentStatus::Upgrade, L"upgrade"},
+        {AgentStatus::AdminDisabled, L"admin-disabled"}};
     for (const auto& [status, word] : words)
     {
         Settings::SetStatus(status, false);
@@ -318,9 +323,8 @@ TEST_F(AppSettingsTest, WithoutAListOfDisabledUsersEverybodyIsAllowedAndTheLogSa
 {
     LayOut();
     EXPECT_TRUE(Settings::CheckUsername(L"anyone"));
-    EXPECT_EQ(m_log.Count(Level::Warning,
-                          "GetDisabledUsername() failed to retrieve and process the disabled usernames"),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(Level::Warning, "GetDisabledUsername() failed to retrieve and process the disabled usernames"), 1U);
 }
 
 TEST_F(AppSettingsTest, EnablementFollowsUserSelectionAndServerInThisOrder)
@@ -336,12 +340,12 @@ TEST_F(AppSettingsTest, EnablementFollowsUserSelectionAndServerInThisOrder)
     SetSelection(L"disable");
     EXPECT_FALSE(Settings::UpdateEnablement(false, L"anna"));
     EXPECT_EQ(Status(), L"admin-disabled");
-    EXPECT_EQ(m_log.Count(Level::Info, "This agent's network tests are remotely disabled (remote instance config)."),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(Level::Info, "This agent's network tests are remotely disabled (remote instance config)."), 1U);
     EXPECT_FALSE(Settings::UpdateEnablement(true, L"anna"));
     EXPECT_EQ(Status(), L"disabled");
-    EXPECT_EQ(m_log.Count(Level::Info, "This agent's network tests are locally disabled (registry user selection)."),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(Level::Info, "This agent's network tests are locally disabled (registry user selection)."), 1U);
 }
 
 TEST_F(AppSettingsTest, EnablementLeavesAStatusOfUpgradeAlone)
@@ -377,9 +381,8 @@ TEST_F(AppSettingsTest, AnUnreadableTunnelStatusIsTakenForDisconnectedWithAWarni
 {
     LayOut();
     EXPECT_EQ(Settings::GetTunnelStatusText(), L"disconnected");
-    EXPECT_EQ(m_log.Count(Level::Warning,
-                          "Couldn't read the tunnel-status value; will assume it's disconnected..."),
-              1U);
+    EXPECT_EQ(
+        m_log.Count(Level::Warning, "Couldn't read the tunnel-status value; will assume it's disconnected..."), 1U);
 }
 
 // Read once in the life of a process, and each test is a process of its own.

@@ -43,7 +43,10 @@ void Fill(ThreadSafeQueue<int>& queue, const Ints& items)
 
 std::function<bool(const int&)> Is(int wanted)
 {
-    return [wanted](const int& item) { return item == wanted; };
+    return [wanted](const int& item)
+    {
+        return item == wanted;
+    };
 }
 
 bool IsEven(const int& item)
@@ -361,15 +364,16 @@ TEST_F(ThreadSafeQueueTest, NobodyGetsBetweenADrainsItemsAndItsEnd)
 TEST_F(ThreadSafeQueueTest, ADrainThatThrowsKeepsAll)
 {
     Fill(m_queue, {1, 2, 3});
-    EXPECT_THROW(m_queue.Drain(
-                     [](int& item)
-                     {
-                         if (item == 2)
-                         {
-                             throw Failure();
-                         }
-                     }),
-                 Failure);
+    EXPECT_THROW(
+        m_queue.Drain(
+            [](int& item)
+            {
+                if (item == 2)
+                {
+                    throw Failure();
+                }
+            }),
+        Failure);
     EXPECT_TRUE(IsLockFree(m_queue));
     Expect({1, 2, 3});
     EXPECT_THROW(m_queue.DrainWith([](int*) { throw Failure(); }), Failure);
@@ -485,6 +489,7 @@ TEST_F(ThreadSafeQueueTest, RemoveAtPastTheEndRemovesNothingAndStillRunsUpdateEv
 
         int updates = 0;
     };
+
     Watched queue;
     queue.Push(1);
     queue.updates = 0;
@@ -544,7 +549,10 @@ TEST(ThreadSafeQueueOfPointersTest, APredicateThatThrowsLeavesEveryItemWholeAndI
     EXPECT_EQ(queue.ToVector(), before);
     EXPECT_THROW((void)queue.Filter(failAt3), Failure);
     EXPECT_EQ(queue.ToVector(), before);
-    const auto fail = [](const std::shared_ptr<int>&) -> bool { throw Failure(); };
+    const auto fail = [](const std::shared_ptr<int>&) -> bool
+    {
+        throw Failure();
+    };
     EXPECT_THROW((void)queue.RemoveFirst(fail), Failure);
     EXPECT_THROW((void)queue.FindIndex(fail), Failure);
     std::shared_ptr<int> out;
@@ -754,8 +762,9 @@ TEST_F(ThreadSafeQueueTest, FourProducersAndFourConsumersLoseNothing)
         {
             // What one producer pushed is taken in its order.
             Ints ofProducer;
-            std::copy_if(mine.begin(), mine.end(), std::back_inserter(ofProducer),
-                         [&](int item) { return item / Each == producer; });
+            std::copy_if(
+                mine.begin(), mine.end(), std::back_inserter(ofProducer),
+                [&](int item) { return item / Each == producer; });
             EXPECT_TRUE(std::is_sorted(ofProducer.begin(), ofProducer.end()));
         }
         all.insert(all.end(), mine.begin(), mine.end());
@@ -779,6 +788,7 @@ TEST_F(ThreadSafeQueueTest, AFailureOfTheEventIsLoggedWhereItCannotBeThrown)
             throw std::runtime_error("no event");
         }
     };
+
     const TestSupport::CapturedLog log;
     Broken queue;
     EXPECT_NO_THROW(queue.Apply([](Ints& items) { items.push_back(1); }));
@@ -837,8 +847,7 @@ TEST_F(ThreadSafeQueueTest, BehavesAsAPlainVectorWhateverTheOrderOfTheOperations
             break;
         case 7:
             std::erase_if(model, std::not_fn(&IsEven));
-            ASSERT_EQ(m_queue.Filter(&IsEven),
-                      (std::pair<std::size_t, std::size_t>(size, size - model.size())));
+            ASSERT_EQ(m_queue.Filter(&IsEven), (std::pair<std::size_t, std::size_t>(size, size - model.size())));
             break;
         case 8:
             if (index < size)

@@ -1,14 +1,5 @@
 #include "shared.log-configuration.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.log-logger.hpp"
-#include "shared.log-rotatingfilesink.hpp"
-#include "shared.util-functions.hpp"
-#include "test.log-capturedstream.hpp"
-#include "test.log-files.hpp"
-#include "test.log-sinks.hpp"
-#include "test.support-temporaryfolder.hpp"
-
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -24,6 +15,15 @@
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.log-logger.hpp"
+#include "shared.log-rotatingfilesink.hpp"
+#include "shared.util-functions.hpp"
+#include "test.log-capturedstream.hpp"
+#include "test.log-files.hpp"
+#include "test.log-sinks.hpp"
+#include "test.support-temporaryfolder.hpp"
 
 namespace Log = Shared::Log;
 using Log::Level;

@@ -1,10 +1,5 @@
 #include "shared.log-functions.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.time-clock.hpp"
-#include "shared.time-clockcontrol.hpp"
-#include "test.log-sinks.hpp"
-
 #include <chrono>
 #include <functional>
 #include <regex>
@@ -15,6 +10,11 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <spdlog/common.h>
+
+#include "shared.exception-exceptions.hpp"
+#include "shared.time-clock.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "test.log-sinks.hpp"
 
 namespace Log = Shared::Log;
 using Log::Level;

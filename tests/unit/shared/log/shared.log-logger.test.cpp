@@ -1,9 +1,5 @@
 #include "shared.log-logger.hpp"
 
-#include "shared.log-configuration.hpp"
-#include "test.log-capturedstream.hpp"
-#include "test.log-sinks.hpp"
-
 #include <chrono>
 #include <cstddef>
 #include <cstdlib>
@@ -15,6 +11,10 @@
 
 #include <gtest/gtest.h>
 #include <spdlog/logger.h>
+
+#include "shared.log-configuration.hpp"
+#include "test.log-capturedstream.hpp"
+#include "test.log-sinks.hpp"
 
 namespace Log = Shared::Log;
 using Log::Level;

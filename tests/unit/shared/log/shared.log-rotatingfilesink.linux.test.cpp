@@ -2,12 +2,6 @@
 
 #include "shared.log-rotatingfilesink.hpp"
 
-#include "shared.log-configuration.hpp"
-#include "shared.log-functions.hpp"
-#include "test.log-files.hpp"
-#include "test.log-sinks.hpp"
-#include "test.support-temporaryfolder.hpp"
-
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -22,6 +16,12 @@
 #include <gtest/gtest.h>
 #include <spdlog/common.h>
 #include <spdlog/details/log_msg.h>
+
+#include "shared.log-configuration.hpp"
+#include "shared.log-functions.hpp"
+#include "test.log-files.hpp"
+#include "test.log-sinks.hpp"
+#include "test.support-temporaryfolder.hpp"
 
 #include <fcntl.h>
 #include <sched.h>

@@ -1,13 +1,5 @@
 #include "shared.log-rotatingfilesink.hpp"
 
-#include "shared.log-configuration.hpp"
-#include "shared.log-functions.hpp"
-#include "shared.time-clock.hpp"
-#include "shared.time-clockcontrol.hpp"
-#include "test.log-files.hpp"
-#include "test.log-unmovable.hpp"
-#include "test.support-temporaryfolder.hpp"
-
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -24,6 +16,14 @@
 #include <gtest/gtest.h>
 #include <spdlog/common.h>
 #include <spdlog/details/log_msg.h>
+
+#include "shared.log-configuration.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.time-clock.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "test.log-files.hpp"
+#include "test.log-unmovable.hpp"
+#include "test.support-temporaryfolder.hpp"
 
 namespace Log = Shared::Log;
 using LogTests::Lines;
@@ -396,7 +396,8 @@ TEST_F(RotatingFileSinkTest, ARenameThatFailsTwiceEmptiesTheFileAndIsAnError)
     }
     const auto expected =
         fmt::format("rotating_file_sink: failed renaming {} to {}", File().string(), File(1).string());
-    EXPECT_TRUE(failure.starts_with(expected)) << failure;
+    EXPECT_TRUE(failure.starts_with(expected + ": ")) << failure;
+    EXPECT_GT(failure.size(), expected.size() + 2) << "the reason is told";
     EXPECT_GE(duration, std::chrono::milliseconds(99));
     EXPECT_EQ(Names(Folder()), Texts{"agent.log"});
     EXPECT_EQ(std::filesystem::file_size(File()), 0U);

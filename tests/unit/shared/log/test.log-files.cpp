@@ -1,14 +1,14 @@
 #include "test.log-files.hpp"
 
-#include "shared.time-clockcontrol.hpp"
-#include "test.support-temporaryfolder.hpp"
-
 #include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <sstream>
 
 #include <spdlog/details/os.h>
+
+#include "shared.time-clockcontrol.hpp"
+#include "test.support-temporaryfolder.hpp"
 
 namespace LogTests
 {

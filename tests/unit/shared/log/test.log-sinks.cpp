@@ -1,13 +1,13 @@
 #include "test.log-sinks.hpp"
 
-#include "shared.log-logger.hpp"
-#include "test.log-capturedstream.hpp"
-
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include <spdlog/logger.h>
+
+#include "shared.log-logger.hpp"
+#include "test.log-capturedstream.hpp"
 
 namespace LogTests
 {

@@ -75,8 +75,9 @@ TEST_F(ClockTest, EpochSecondsAreWholeSecondsRoundedDown)
     const std::int64_t seconds = std::chrono::floor<std::chrono::seconds>(now).time_since_epoch().count();
     EXPECT_LE(before, seconds);
     EXPECT_GE(after, seconds);
-    EXPECT_EQ(std::chrono::system_clock::to_time_t(std::chrono::system_clock::time_point(std::chrono::seconds(seconds))),
-              seconds);
+    EXPECT_EQ(
+        std::chrono::system_clock::to_time_t(std::chrono::system_clock::time_point(std::chrono::seconds(seconds))),
+        seconds);
 }
 
 TEST_F(ClockTest, EpochSecondsBefore1970AreRoundedDownToo)
@@ -212,8 +213,9 @@ TEST_F(ClockTest, ResetGoesBackToTheSystemsClock)
 
 TEST_F(ClockTest, BadSpeedsAreRefusedAndChangeNothing)
 {
-    for (const double speed : {0.0, -0.0, -1.0, 100000.1, std::numeric_limits<double>::infinity(),
-                               -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN()})
+    for (const double speed :
+         {0.0, -0.0, -1.0, 100000.1, std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+          std::numeric_limits<double>::quiet_NaN()})
     {
         EXPECT_THROW(ClockControl::SetSpeed(speed), std::invalid_argument) << speed;
     }

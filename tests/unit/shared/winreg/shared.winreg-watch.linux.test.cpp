@@ -200,8 +200,12 @@ TEST_F(RegistryWatchTest, TheThreadSleepsUntilSomethingChanges)
     WatchKey(key, m_changed);
     const auto thread = FindWatchThread();
     ASSERT_TRUE(thread);
-    ::usleep(100'000);
-    const auto before = CountWakeUps(*thread);
+    auto before = CountWakeUps(*thread);
+    do
+    {
+        before = CountWakeUps(*thread);
+        ::usleep(100'000);
+    } while (CountWakeUps(*thread) != before);
     // Reading, other files of the folder that come and are written, and time are nothing to wake up for.
     for (int i = 0; i < 20; ++i)
     {
@@ -210,7 +214,8 @@ TEST_F(RegistryWatchTest, TheThreadSleepsUntilSomethingChanges)
         WriteBytes(m_folder / "another.file", {'x'});
         ::usleep(25'000);
     }
-    EXPECT_EQ(CountWakeUps(*thread), before);
+    // A machine that is short of memory may wake it once or twice; what wakes it for nothing does so twenty times.
+    EXPECT_LE(CountWakeUps(*thread), before + 2);
     SetDwordValue(Machine, Key, L"number", 1);
     EXPECT_TRUE(m_changed.WaitOnEvent(LimitMs));
     EXPECT_GT(CountWakeUps(*thread), before);
