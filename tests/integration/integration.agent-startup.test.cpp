@@ -31,7 +31,7 @@ constexpr const char* StartLines[] = {
     "[info] Main loop state: Register",
     "[warning] Tried to register, but no subtenant-id was found.",
     "[info] Main loop state: Disconnected",
-    "[warning] Agent will attempt to reconnect in 30000 ms",
+    "[warning] Agent will attempt to reconnect in ",
     "[info] AgentProcess ends with exit code 0"};
 
 void ExpectInOrder(const std::string& log)
@@ -136,7 +136,7 @@ TEST_F(AgentTest, AChangeOfItsKeyUpdatesTheStatusWhileItWaits)
 {
     Event stop(false, true, L"StopEvent");
     const auto agent = StartAgent({"--clock-speed=5"});
-    AwaitLog("Agent will attempt to reconnect in 30000 ms");
+    AwaitLog("Agent will attempt to reconnect in ");
     WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"status", L"written by somebody else");
     const auto end = Shared::Time::MonotonicNow() + std::chrono::seconds(20 * VEL_TIME_SCALE);
     while (WinReg::GetStringValue(Root::LocalMachine, Paths::Agent, L"status") != L"enabled")

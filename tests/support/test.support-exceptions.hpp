@@ -1,10 +1,11 @@
 #pragma once
 
 #include "shared.exception-exceptions.hpp"
+#include "shared.raii-nativehandle.hpp"
 
+#include <cstdint>
 #include <regex>
 #include <string>
-#include <type_traits>
 
 namespace TestSupport
 {
@@ -49,6 +50,15 @@ template <typename Function>
 std::string Win32Text(Function&& function)
 {
     return ThrownText<Shared::Exception::Win32Exception>(function);
+}
+
+/// Closes the system handle under its owner's feet. What the system loads for the first failure of a process is loaded
+/// before, or it could get the number that has become free, which would then be a good handle again.
+inline bool CloseUnderItsOwner(Shared::Raii::RawHandle handle)
+{
+    constexpr std::uint32_t AnyCode = 6;
+    (void)Win32Text([] { throw Shared::Exception::Win32Exception("the first failure", AnyCode); });
+    return Shared::Raii::Native::CloseHandle(handle);
 }
 
 } // namespace TestSupport

@@ -344,7 +344,7 @@ TEST_P(EventOfEachFormTest, CloseClearsNameAndKindAndMayBeRepeated)
 TEST_P(EventOfEachFormTest, WithASystemHandleThatWasClosedTheFailuresAreTheSystems)
 {
     Event event = Make();
-    ASSERT_TRUE(Shared::Raii::Native::CloseHandle(event.GetHandle()));
+    ASSERT_TRUE(TestSupport::CloseUnderItsOwner(event.GetHandle()));
     EXPECT_EQ(Win32Text([&] { event.Signal(); }), "Failed to signal event");
     EXPECT_EQ(Win32Text([&] { (void)event.WaitOnEvent(0); }), "WaitForSingleObject failed");
     EXPECT_EQ(
@@ -426,7 +426,7 @@ TEST_F(EventTest, SignalNoThrowLogsWhatSignalThrows)
     EXPECT_EQ(log.Count(Level::Error, "No Event to signal"), 1U);
 
     Event closed(false, true);
-    ASSERT_TRUE(Shared::Raii::Native::CloseHandle(closed.GetHandle()));
+    ASSERT_TRUE(TestSupport::CloseUnderItsOwner(closed.GetHandle()));
     closed.SignalNoThrow();
     EXPECT_EQ(log.Count(Level::Error, "Signal() failed"), 2U);
     EXPECT_EQ(log.Count(Level::Error, "Failed to signal event"), 1U);
@@ -456,7 +456,7 @@ TEST_F(EventTest, CopiesOfNoEventAreNoEvents)
 TEST_F(EventTest, ACopyThatTheSystemRefusesThrowsAndLeavesTheTargetAsItWas)
 {
     Event closed(false, true);
-    ASSERT_TRUE(Shared::Raii::Native::CloseHandle(closed.GetHandle()));
+    ASSERT_TRUE(TestSupport::CloseUnderItsOwner(closed.GetHandle()));
     EXPECT_EQ(Win32Text([&] { const Event copy = closed; }), "DuplicateHandle() failed");
     closed.Detach();
 }

@@ -65,7 +65,7 @@ RawHandle ClosedHandle()
 {
     Event event(false, true);
     const RawHandle handle = event.Detach();
-    EXPECT_TRUE(Shared::Raii::Native::CloseHandle(handle));
+    EXPECT_TRUE(TestSupport::CloseUnderItsOwner(handle));
     return handle;
 }
 

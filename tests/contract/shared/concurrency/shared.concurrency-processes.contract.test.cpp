@@ -2,6 +2,7 @@
 
 #include "contract.concurrencychild.hpp"
 #include "test.support-exceptions.hpp"
+#include "test.support-time.hpp"
 
 #include <algorithm>
 #include <cwctype>
@@ -63,7 +64,8 @@ TEST(GetProcessIDByNameTest, AllProcessesOfTheNameAreFoundAndOnlyThey)
     ConcurrencyChild second({L"--sleep"});
     // A child that was only just started may still be on its way to its program.
     std::vector<std::uint32_t> ids;
-    for (int i = 0; i < 1000 && !(Contains(ids, first.Id()) && Contains(ids, second.Id())); ++i)
+    for (const TestSupport::Stopwatch watch;
+         !(Contains(ids, first.Id()) && Contains(ids, second.Id())) && watch.ElapsedMs() < TestSupport::LimitMs;)
     {
         ids = GetProcessIDByName(ConcurrencyChild::ProgramName(), AnySession);
     }

@@ -248,14 +248,13 @@ TEST(ThreadTest, AJoinThatTheSystemRefusesThrowsOrIsLogged)
     Thread thread;
     thread.Start(&GiveSeven);
     ASSERT_TRUE(thread.Join(LimitMs));
-    Thread moved = std::move(thread);
-    const Event standIn(false, true);
-    ASSERT_TRUE(Shared::Raii::Native::CloseHandle(moved.GetHandle()));
-    EXPECT_EQ(Win32Text([&] { (void)moved.Join(0); }), "WaitForSingleObject() failed");
-    EXPECT_FALSE(moved.JoinNoThrow(0));
+    ASSERT_TRUE(TestSupport::CloseUnderItsOwner(thread.GetHandle()));
+    EXPECT_EQ(Win32Text([&] { (void)thread.Join(0); }), "WaitForSingleObject() failed");
+    EXPECT_FALSE(thread.JoinNoThrow(0));
     EXPECT_EQ(log.Count(Level::Warning, "Failed to join thread"), 1U);
     EXPECT_EQ(log.Count(Level::Warning, "WaitForSingleObject() failed"), 1U);
-    const_cast<Shared::Raii::Win32Handle&>(moved.GetHandleObject()).Release();
+    // There is nothing left to close.
+    const_cast<Shared::Raii::Win32Handle&>(thread.GetHandleObject()).Release();
 }
 
 TEST(ThreadTest, TheStopEventIsSeenByShouldStopAndByWaits)

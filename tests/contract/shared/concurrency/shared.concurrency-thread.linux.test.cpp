@@ -1,12 +1,16 @@
 #include "shared.concurrency-thread.hpp"
 
+#include "shared.concurrency-functions.hpp"
+#include "shared.concurrency-nativethread.hpp"
 #include "test.support-exceptions.hpp"
+#include "test.support-sanitizers.hpp"
 #include "test.support-time.hpp"
 
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <string>
@@ -75,6 +79,10 @@ TEST(ThreadNameTest, TheNameIsTheKernelsCutTo15Bytes)
 
 TEST(ThreadStartTest, AThreadThatTheSystemRefusesIsInStateFailed)
 {
+    if (TestSupport::IsAddressSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer's own checks fail without descriptors";
+    }
     Thread thread;
     rlimit before = {};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
@@ -91,6 +99,73 @@ TEST(ThreadStartTest, AThreadThatTheSystemRefusesIsInStateFailed)
     thread.Start(+[] { return 8; });
     EXPECT_TRUE(thread.Join(LimitMs));
     EXPECT_EQ(thread.GetExitCode(), 8U);
+}
+
+TEST(ThreadSignalTest, AThreadStandsStillAsSoonAsSuspendReturns)
+{
+    namespace Native = Shared::Concurrency::Native;
+
+    struct Counting
+    {
+        std::atomic<std::uint64_t> count = 0;
+        std::atomic<bool> leave = false;
+    } counting;
+
+    const auto body = [](void* argument) noexcept
+    {
+        auto& mine = *static_cast<Counting*>(argument);
+        while (!mine.leave)
+        {
+            ++mine.count;
+            std::this_thread::yield(); // where a sanitizer lets signals through
+        }
+    };
+    const Native::StartedThread started = Native::StartThread(body, &counting, "counting");
+    const Shared::Raii::Win32Handle handle(started.handle);
+    ASSERT_TRUE(handle.IsValid());
+    for (int i = 0; i < 300; ++i)
+    {
+        const std::uint64_t start = counting.count;
+        while (counting.count == start)
+        {
+            std::this_thread::yield();
+        }
+        ASSERT_EQ(Native::SuspendThread(started.handle, started.control.get()), 0U);
+        const std::uint64_t before = counting.count;
+        for (const Stopwatch watch; watch.Elapsed() < std::chrono::microseconds(50);)
+        {
+        }
+        const std::uint64_t after = counting.count;
+        ASSERT_EQ(Native::ResumeThread(started.handle, started.control.get()), 1U);
+        ASSERT_EQ(before, after) << i;
+    }
+    counting.leave = true;
+    EXPECT_TRUE(Shared::Concurrency::WaitFor(started.handle, LimitMs));
+}
+
+TEST(ThreadSignalTest, SuspensionsCount)
+{
+    namespace Native = Shared::Concurrency::Native;
+    std::atomic<bool> leave = false;
+    const auto body = [](void* argument) noexcept
+    {
+        while (!*static_cast<std::atomic<bool>*>(argument))
+        {
+            std::this_thread::yield();
+        }
+    };
+    const Native::StartedThread started = Native::StartThread(body, &leave, "");
+    const Shared::Raii::Win32Handle handle(started.handle);
+    EXPECT_EQ(Native::ResumeThread(started.handle, started.control.get()), 0U);
+    EXPECT_EQ(Native::SuspendThread(started.handle, started.control.get()), 0U);
+    EXPECT_EQ(Native::SuspendThread(started.handle, started.control.get()), 1U);
+    EXPECT_EQ(Native::ResumeThread(started.handle, started.control.get()), 2U);
+    leave = true;
+    EXPECT_FALSE(Shared::Concurrency::WaitFor(started.handle, TestSupport::QuietMs));
+    EXPECT_EQ(Native::ResumeThread(started.handle, started.control.get()), 1U);
+    EXPECT_TRUE(Shared::Concurrency::WaitFor(started.handle, LimitMs));
+    EXPECT_EQ(Native::SuspendThread(started.handle, started.control.get()), Native::SuspendFailed);
+    EXPECT_EQ(Native::ResumeThread(started.handle, started.control.get()), Native::SuspendFailed);
 }
 
 TEST(ThreadSignalTest, SuspendingAndResumingLeavesTheThreadsErrorNumberAlone)

@@ -245,7 +245,7 @@ TEST_P(TimerOfEachKindTest, DetachGivesTheHandleUp)
 
 TEST_P(TimerOfEachKindTest, ASystemHandleThatWasClosedIsTheSystemsFailure)
 {
-    ASSERT_TRUE(Shared::Raii::Native::CloseHandle(m_timer.GetHandle()));
+    ASSERT_TRUE(TestSupport::CloseUnderItsOwner(m_timer.GetHandle()));
     EXPECT_EQ(Win32Text([&] { m_timer.SetTimerInMillis(-1, 0); }), "Failed to set timer");
     EXPECT_EQ(Win32Text([&] { m_timer.SetTimerInMillis(0, 0); }), "Failed to set timer");
     EXPECT_EQ(Win32Text([&] { (void)m_timer.WaitOnTimer(0); }), "WaitForSingleObject() failed");

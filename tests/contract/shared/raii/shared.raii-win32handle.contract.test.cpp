@@ -52,7 +52,7 @@ bool IsOpen(RawHandle raw)
 RawHandle ClosedObject()
 {
     const RawHandle raw = NewObject();
-    EXPECT_TRUE(Shared::Raii::Native::CloseHandle(raw));
+    EXPECT_TRUE(TestSupport::CloseUnderItsOwner(raw));
     return raw;
 }
 
