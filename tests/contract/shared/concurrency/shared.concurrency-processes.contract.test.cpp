@@ -1,10 +1,12 @@
 #include "shared.concurrency-functions.hpp"
 
 #include "contract.concurrencychild.hpp"
+#include "shared.time-clock.hpp"
 #include "test.support-exceptions.hpp"
 #include "test.support-time.hpp"
 
 #include <algorithm>
+#include <chrono>
 #include <cwctype>
 #include <string>
 #include <vector>
@@ -67,6 +69,8 @@ TEST(GetProcessIDByNameTest, AllProcessesOfTheNameAreFoundAndOnlyThey)
     for (const TestSupport::Stopwatch watch;
          !(Contains(ids, first.Id()) && Contains(ids, second.Id())) && watch.ElapsedMs() < TestSupport::LimitMs;)
     {
+        // Not without a pause: asking again and again keeps a system from starting the child.
+        Shared::Time::SleepFor(std::chrono::milliseconds(20));
         ids = GetProcessIDByName(ConcurrencyChild::ProgramName(), AnySession);
     }
     EXPECT_TRUE(Contains(ids, first.Id()));
