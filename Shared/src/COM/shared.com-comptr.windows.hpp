@@ -30,9 +30,17 @@ public:
     {
     }
 
-    ComPtr& operator=(ComPtr other) noexcept
+    ComPtr& operator=(const ComPtr& other) noexcept
     {
-        std::swap(m_pointer, other.m_pointer);
+        ComPtr copy(other);
+        std::swap(m_pointer, copy.m_pointer);
+        return *this;
+    }
+
+    ComPtr& operator=(ComPtr&& other) noexcept
+    {
+        ComPtr moved(std::move(other));
+        std::swap(m_pointer, moved.m_pointer);
         return *this;
     }
 

@@ -363,8 +363,7 @@ TEST(ThreadTest, ARunningThreadCannotBeResumed)
 }
 
 /// A thread that waits for ever, in the system and nowhere else. One that is ended between two instructions of a library
-/// leaves that library's locks held, and the test's own next step could be the one that waits for them. Not destroyed:
-/// what the ended thread held is held for good, and here it stays where a search for leaks finds it.
+/// leaves that library's locks held, and the test's own next step could be the one that waits for them.
 class Stubborn : public Thread
 {
 public:
@@ -387,9 +386,17 @@ private:
     Event m_never{false, true};
 };
 
+/// One that is never destroyed: what an ended thread held is held for good, and so it stays where a search for leaks
+/// finds it.
+Stubborn& KeptStubborn()
+{
+    static std::vector<Stubborn*>& kept = *new std::vector<Stubborn*>;
+    return *kept.emplace_back(new Stubborn);
+}
+
 TEST(ThreadTest, TerminateEndsAThreadThatDoesNotStop)
 {
-    static Stubborn& thread = *new Stubborn;
+    Stubborn& thread = KeptStubborn();
     EXPECT_FALSE(thread.Join(0));
     thread.Terminate();
     EXPECT_TRUE(thread.Join(LimitMs));
@@ -399,7 +406,7 @@ TEST(ThreadTest, TerminateEndsAThreadThatDoesNotStop)
 
 TEST(ThreadTest, TerminateEndsASuspendedThread)
 {
-    static Stubborn& thread = *new Stubborn;
+    Stubborn& thread = KeptStubborn();
     EXPECT_EQ(Win32Text([&] { thread.Suspend(); }), "SuspendThread() failed");
     thread.Terminate();
     EXPECT_TRUE(thread.Join(LimitMs));
