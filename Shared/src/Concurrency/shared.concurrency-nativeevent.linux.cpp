@@ -17,6 +17,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,9 +37,9 @@ constexpr mode_t OwnerOnly = S_IRUSR | S_IWUSR;
 constexpr mode_t ManualResetMark = S_ISVTX;
 
 /// The path of a name's FIFO. Names may hold any character; what a file name cannot bear is written as %XX.
-std::string PathOf(const std::wstring& name)
+std::string PathOf(const std::string& folder, const std::wstring& name)
 {
-    std::string path = System::GetRuntimeDirectory() + "/";
+    std::string path = folder + "/";
     for (const char character : Util::ConvertStringType(name))
     {
         const auto byte = static_cast<unsigned char>(character);
@@ -48,6 +49,35 @@ std::string PathOf(const std::wstring& name)
     }
     return path + ".event";
 }
+
+/// Whoever makes or opens a named event has the folder for itself: between a node's being there, its being held and
+/// its kind's being written nobody else may look at it. Ends with the process at the latest.
+class FolderLock
+{
+public:
+    explicit FolderLock(const std::string& folder) noexcept
+        : m_descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        while (::flock(m_descriptor, LOCK_EX) != 0 && errno == EINTR)
+        {
+        }
+    }
+
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+    ~FolderLock()
+    {
+        const int error = errno;
+        // By word and not by closing alone: a child that is being started may have the descriptor too for a moment.
+        (void)::flock(m_descriptor, LOCK_UN);
+        ::close(m_descriptor);
+        errno = error;
+    }
+
+private:
+    int m_descriptor;
+};
 
 int OpenFifo(const std::string& path, int flags) noexcept
 {
@@ -96,7 +126,9 @@ Raii::RawHandle RefuseNode(int descriptor) noexcept
 
 Raii::RawHandle CreateNamed(const EventRequest& request)
 {
-    const std::string path = PathOf(request.name);
+    const std::string folder = System::GetRuntimeDirectory();
+    const std::string path = PathOf(folder, request.name);
+    const FolderLock hold(folder);
     if (::mkfifo(path.c_str(), OwnerOnly) != 0 && errno != EEXIST)
     {
         return nullptr;
@@ -173,7 +205,9 @@ Raii::RawHandle CreateEventObject(const EventRequest& request)
 
 Raii::RawHandle OpenEventObject(const std::wstring& name)
 {
-    const std::string path = PathOf(name);
+    const std::string folder = System::GetRuntimeDirectory();
+    const std::string path = PathOf(folder, name);
+    const FolderLock hold(folder);
     if (!IsHeld(path))
     {
         errno = errno == ENXIO ? ENOENT : errno;
