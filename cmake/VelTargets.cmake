@@ -81,6 +81,8 @@ function(vel_protobuf_library name)
     set(ARG_SOURCES ${ARG_PROTOS})
     vel_check_arguments(vel_protobuf_library ${name})
     vel_folders_of(folders ${ARG_PROTOS})
+    # Inner folders first: a file's name is relative to the first folder that holds it.
+    list(SORT folders ORDER DESCENDING)
     set(imports)
     foreach(folder IN LISTS folders)
         list(APPEND imports "--proto_path=${folder}")
