@@ -61,21 +61,23 @@ struct Adapter
     std::string name;
     /// What names it for people: the connection's name on Windows, the interface's name on Linux.
     std::wstring friendlyName;
-    /// What it is: the driver's text on Windows; on Linux the alias that the administrator gave, else the name.
+    /// What it is: the driver's text on Windows; on Linux the alias that the administrator gave, else vendor and model of
+    /// the hardware, else the name.
     std::wstring description;
     AdapterType type = AdapterType::Other;
     OperationalStatus status = OperationalStatus::Unknown;
+    /// Whether it is a port of a bridge, a bond or the like, which has the addresses in its place. Windows does not list
+    /// such adapters.
+    bool isPort = false;
     /// The hardware address, empty where there is none.
     std::vector<std::uint8_t> mac;
     std::vector<UnicastAddress> unicastAddresses;
     /// Next hops of default routes, those of the system's choice first. Both families.
     std::vector<IpAddress> gateways;
-    /// In the order in which they are asked. Linux has one list for the machine, which every adapter but loopback has.
+    /// In the order in which they are asked. On Linux those of the adapter's own link where the system's resolver keeps a
+    /// list for each; else the machine's one list, which every adapter but loopback has.
     std::vector<IpAddress> dnsServers;
     std::wstring dnsSuffix;
-    /// Bits per second; 0 when the adapter does not tell.
-    std::uint64_t transmitSpeed = 0;
-    std::uint64_t receiveSpeed = 0;
     /// Bytes.
     std::uint32_t mtu = 0;
 };

@@ -1,4 +1,4 @@
-#include "shared.system-adapters.hpp"
+#include "shared.system-adapters.windows.hpp"
 
 #include <algorithm>
 #include <array>
@@ -8,10 +8,6 @@
 
 #include "shared.exception-exceptions.hpp"
 
-#include "shared.platform-windows.windows.hpp"
-
-#include <iphlpapi.h>
-
 namespace Shared::System
 {
 
@@ -20,21 +16,21 @@ namespace
 
 constexpr ULONG BufferStep = 15000;
 constexpr int MostCalls = 3;
-constexpr std::uint64_t SpeedUnknown = ~std::uint64_t{0};
 
 /// Room for the system's list, aligned as its records need it.
 using Buffer = std::vector<std::max_align_t>;
 
 /// False when the list outgrew the buffer each time.
-bool FetchAdapters(Buffer& buffer)
+bool FetchAdapters(AdaptersFunction getAdapters, Buffer& buffer)
 {
     constexpr ULONG flags = GAA_FLAG_SKIP_MULTICAST | GAA_FLAG_INCLUDE_GATEWAYS;
     ULONG size = BufferStep;
     for (int call = 0; call < MostCalls; ++call)
     {
         buffer.assign(size / sizeof(std::max_align_t) + 1, std::max_align_t{});
-        const ULONG result = ::GetAdaptersAddresses(
-            AF_UNSPEC, flags, nullptr, reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data()), &size);
+        // An overflow leaves in `size` what would have been needed; more may be needed by the next call.
+        const ULONG result =
+            getAdapters(AF_UNSPEC, flags, nullptr, reinterpret_cast<IP_ADAPTER_ADDRESSES*>(buffer.data()), &size);
         if (result == ERROR_SUCCESS)
         {
             return true;
@@ -137,19 +133,17 @@ Adapter ReadAdapter(const IP_ADAPTER_ADDRESSES& source)
     adapter.gateways = ReadAddresses(source.FirstGatewayAddress);
     adapter.dnsServers = ReadAddresses(source.FirstDnsServerAddress);
     adapter.dnsSuffix = ReadText(source.DnsSuffix);
-    adapter.transmitSpeed = source.TransmitLinkSpeed == SpeedUnknown ? 0 : source.TransmitLinkSpeed;
-    adapter.receiveSpeed = source.ReceiveLinkSpeed == SpeedUnknown ? 0 : source.ReceiveLinkSpeed;
     adapter.mtu = source.Mtu;
     return adapter;
 }
 
 } // namespace
 
-std::vector<Adapter> GetAdapters()
+std::vector<Adapter> GetAdapters(AdaptersFunction getAdapters)
 {
     Buffer buffer;
     std::vector<Adapter> adapters;
-    if (!FetchAdapters(buffer))
+    if (!FetchAdapters(getAdapters, buffer))
     {
         return adapters;
     }
@@ -159,6 +153,11 @@ std::vector<Adapter> GetAdapters()
         adapters.push_back(ReadAdapter(*source));
     }
     return adapters;
+}
+
+std::vector<Adapter> GetAdapters()
+{
+    return GetAdapters(&::GetAdaptersAddresses);
 }
 
 } // namespace Shared::System

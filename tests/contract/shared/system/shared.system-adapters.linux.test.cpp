@@ -1,16 +1,13 @@
 #include "shared.system-adapters.hpp"
 
 #include <algorithm>
-#include <cstdlib>
-#include <exception>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <sched.h>
+#include "test.support-networknamespace.linux.hpp"
 
 namespace
 {
@@ -36,38 +33,12 @@ protected:
     /// False, and the test skipped, where the kernel or the user's rights do not allow it.
     bool LayOut(const std::vector<std::string>& commands)
     {
-        std::string obstacle;
-        std::thread{[&]
-                    {
-                        if (::unshare(CLONE_NEWNET) != 0)
-                        {
-                            obstacle = "this user may not make a network namespace";
-                            return;
-                        }
-                        for (const auto& command : commands)
-                        {
-                            if (std::system((command + " 2>/dev/null").c_str()) != 0)
-                            {
-                                obstacle = "refused here: " + command;
-                                return;
-                            }
-                        }
-                        try
-                        {
-                            m_adapters = GetAdapters();
-                        }
-                        catch (const std::exception& exception)
-                        {
-                            ADD_FAILURE() << exception.what();
-                        }
-                    }}
-            .join();
+        const auto obstacle = TestSupport::InNetworkNamespace(commands, [this] { m_adapters = GetAdapters(); });
         if (!obstacle.empty())
         {
             Skip(obstacle);
-            return false;
         }
-        return true;
+        return obstacle.empty();
     }
 
     const Adapter& Named(const std::string& name) const
@@ -181,6 +152,29 @@ TEST_F(AdaptersOfALaboratoryNetworkTest, TheAdministratorsAliasIsTheDescription)
         EXPECT_EQ(Named("vel0").description, L"Laboratory A");
         EXPECT_EQ(Named("vel0").friendlyName, L"vel0");
         EXPECT_EQ(Named("vel1").description, L"vel1");
+    }
+}
+
+TEST_F(AdaptersOfALaboratoryNetworkTest, ATapIsATunnelAndHasItsHardwareAddress)
+{
+    if (LayOut({"ip tuntap add vel0 mode tap"}))
+    {
+        EXPECT_EQ(Named("vel0").type, AdapterType::Tunnel);
+        EXPECT_EQ(Named("vel0").mac.size(), 6U);
+    }
+}
+
+TEST_F(AdaptersOfALaboratoryNetworkTest, PortsOfABridgeAreKnownAndTheBridgeIsEthernet)
+{
+    if (LayOut(
+            {"ip link add vel0 type veth peer name vel1", "ip link add velbridge type bridge",
+             "ip link set vel0 master velbridge"}))
+    {
+        EXPECT_TRUE(Named("vel0").isPort);
+        EXPECT_EQ(Named("vel0").type, AdapterType::Ethernet);
+        EXPECT_FALSE(Named("vel1").isPort);
+        EXPECT_FALSE(Named("velbridge").isPort);
+        EXPECT_EQ(Named("velbridge").type, AdapterType::Ethernet);
     }
 }
 
