@@ -3,10 +3,14 @@
 #include "agentprocess.helpers.hpp"
 #include "agentprocess.loopcontext.hpp"
 #include "agentprocess.mainloop.hpp"
-#include "shared.appsettings-functions.hpp"
+#include "shared.appsettings-appsettingsloader.hpp"
+#include "shared.appsettings-enablement.hpp"
 #include "shared.appsettings-paths.hpp"
+#include "shared.appsettings-vpnvalues.hpp"
 #include "shared.com-cominitialiser.hpp"
 #include "shared.concurrency-waitabletimer.hpp"
+#include "shared.crypto-registrationkey.hpp"
+#include "shared.crypto-sensitivestring.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-configuration.hpp"
 #include "shared.log-functions.hpp"
@@ -69,6 +73,11 @@ void RefuseOldSystem()
     }
 }
 
+Shared::Crypto::SensitiveString MakeKey()
+{
+    return Shared::Crypto::ToSensitiveString(Shared::Crypto::GetRegistrationKey());
+}
+
 /// Spreads the starts of many agents, and gives the parent time to make the event.
 void DelayStart()
 {
@@ -105,10 +114,11 @@ bool Initialise(int argc, const char* const* argv, ProcessObjects& objects)
     try
     {
         objects.com.Initialise();
+        Shared::Crypto::SetBiosSerialProvider([] { return AgentCore::Ops::GetBiosSerialNumber(); });
         InitialiseProcess(
             argc, argv, objects.appState, objects.winsock, objects.stopEvent, objects.registryChangedEvent,
             objects.agentKey);
-        objects.identity = std::make_unique<AgentCore::Ops::RegistryIdentity>();
+        objects.identity = std::make_unique<AgentCore::Ops::RegistryIdentity>(MakeKey());
         Shared::Log::Warn("This build starts no connector yet: the agent has no link to its server");
         return true;
     }
@@ -161,7 +171,7 @@ void InitialiseProcess(
     Event& registryChangedEvent,
     RegKey& agentKey)
 {
-    appState.settings = Settings::LoadAppSettings();
+    appState.settings = Settings::LoadAppSettings(MakeKey());
     appState.debugMode = IsDebugRequested(argc, argv);
     ConfigureLogger(appState.settings, appState.debugMode);
     Shared::Log::Info("This agent is version {}", Shared::Util::ConvertStringType(appState.settings.installedVersion));

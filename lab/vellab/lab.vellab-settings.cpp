@@ -1,11 +1,17 @@
 #include "lab.vellab-settings.hpp"
 
+#include "agentcore.ops-identity.hpp"
 #include "shared.appsettings-paths.hpp"
+#include "shared.com-cominitialiser.hpp"
+#include "shared.crypto-functions.hpp"
+#include "shared.crypto-registrationkey.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-administration.hpp"
 #include "shared.winreg-functions.hpp"
 
 #include <array>
+
+#include <fmt/format.h>
 
 namespace Lab
 {
@@ -17,7 +23,7 @@ namespace Paths = Shared::AppSettings::Paths;
 namespace WinReg = Shared::WinReg;
 using WinReg::Root;
 
-constexpr const wchar_t* Vpn = L"SOFTWARE\\Tarvane\\Norvik";
+constexpr const wchar_t* Vpn = Paths::Norvik;
 constexpr const wchar_t* VpnSetup = L"SOFTWARE\\Tarvane\\Norvik\\TvnSetup";
 constexpr const wchar_t* VpnVel = L"SOFTWARE\\Tarvane\\Norvik\\VEL";
 
@@ -42,9 +48,17 @@ constexpr std::array<TextValue, 12> TextValues = {
      {VpnVel, L"tunnel-status", L"connected"},
      {VpnVel, L"user-selection", L"enable"}}};
 
+/// The key that the agent makes itself, without the line that it logs.
+std::string MachineKey()
+{
+    Shared::COM::ComInitialiser com;
+    com.Initialise();
+    return Shared::Crypto::MakeRegistrationKey(AgentCore::Ops::GetBiosSerialNumber());
+}
+
 } // namespace
 
-void LayOutSettings(const std::string& server)
+void LayOutSettings(const std::string& server, const std::optional<VpnUser>& user)
 {
     RemoveSettings();
     for (const wchar_t* key : {Paths::Agent, Paths::Config, Vpn, VpnSetup, VpnVel})
@@ -60,6 +74,20 @@ void LayOutSettings(const std::string& server)
         WinReg::SetStringValue(
             Root::LocalMachine, Paths::Config, L"Server", Shared::Util::ConvertStringType(std::string_view(server)));
     }
+    if (user)
+    {
+        SetVpnUser(*user);
+    }
+}
+
+void SetVpnUser(const VpnUser& user)
+{
+    using Shared::Util::ConvertStringType;
+    const std::string plain = fmt::format(
+        "username={},domain={},tenant-id={},sub-tenant-id={}", ConvertStringType(user.username),
+        ConvertStringType(user.domain), ConvertStringType(user.tenantId), ConvertStringType(user.subTenantId));
+    const std::string enciphered = Shared::Crypto::Encrypt(plain, MachineKey());
+    WinReg::SetStringValue(Root::LocalMachine, VpnVel, L"user-id", ConvertStringType(std::string_view(enciphered)));
 }
 
 void RemoveSettings()

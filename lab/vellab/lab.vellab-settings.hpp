@@ -1,15 +1,29 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace Lab
 {
 
+/// The user who is signed in to the VPN client.
+struct VpnUser
+{
+    std::wstring username = L"lab.user";
+    std::wstring domain = L"LABORATORY";
+    std::wstring tenantId = L"lab-tenant";
+    std::wstring subTenantId = L"lab-subtenant";
+};
+
 /// Lays out the registry as an installer and a VPN client leave it: the keys that the agent looks for, with the values of
 /// an agent that was installed and never registered. What an earlier run left is deleted first.
 /// @param server what the config key names as the server; empty leaves the value out.
+/// @param user enciphered as the VPN client does it, with this machine's key; nothing leaves the value out.
 /// Throws what the registry operations throw.
-void LayOutSettings(const std::string& server);
+void LayOutSettings(const std::string& server, const std::optional<VpnUser>& user = VpnUser());
+
+/// Enciphers the user and writes it, as the VPN client does when another one signs in.
+void SetVpnUser(const VpnUser& user);
 
 /// Deletes those keys, where the registry is shared with what comes later.
 void RemoveSettings();

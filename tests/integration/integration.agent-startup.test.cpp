@@ -1,5 +1,6 @@
 #include "integration.agentfixture.hpp"
 
+#include "lab.vellab-settings.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.concurrency-event.hpp"
 #include "shared.time-clock.hpp"
@@ -55,6 +56,21 @@ TEST_F(AgentTest, StartsWalksItsStatesAndStopsByTheEventWithCode0)
     EXPECT_EQ(result.exitCode, 0);
     ExpectInOrder(result.log);
     EXPECT_EQ(WinReg::GetStringValue(Root::LocalMachine, Paths::Agent, L"status"), L"enabled");
+}
+
+TEST_F(AgentTest, WithAUserSignedInItKnowsTheTenantAndTriesToRegister)
+{
+    Lab::SetVpnUser(Lab::VpnUser());
+    Event stop(false, true, L"StopEvent");
+    const auto agent = StartAgent({Fast});
+    AwaitLog("Main loop state: RetryPrevious");
+    stop.Signal();
+    const RunResult result = AwaitEnd(*agent);
+    EXPECT_EQ(result.exitCode, 0);
+    EXPECT_THAT(result.output, HasSubstr("This machine's BIOS serial number is "));
+    EXPECT_THAT(result.log, HasSubstr("Attempting to register agent..."));
+    EXPECT_THAT(result.log, Not(HasSubstr("no subtenant-id was found")));
+    EXPECT_THAT(result.log, Not(HasSubstr("lab-tenant")));
 }
 
 TEST_F(AgentTest, TheShippedAgentDoesTheSameInRealTime)

@@ -36,7 +36,7 @@ AgentTest::AgentTest()
 {
     fs::create_directories(AgentFolder());
     Lab::UseOwnSurroundings(m_folder);
-    Lab::LayOutSettings("https://cloud.lab.example");
+    Lab::LayOutSettings("https://cloud.lab.example", std::nullopt);
 }
 
 AgentTest::~AgentTest()

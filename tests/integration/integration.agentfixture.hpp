@@ -23,8 +23,8 @@ struct RunResult
     std::string errors;
 };
 
-/// Runs the built agent in a folder of its own, with settings and a meeting place of its own. The folder is kept when the
-/// test fails.
+/// Runs the built agent in a folder of its own, with settings and a meeting place of its own, where nobody is signed in to
+/// the VPN client. The folder is kept when the test fails.
 class AgentTest : public ::testing::Test
 {
 protected:

@@ -13,7 +13,7 @@ import sys
 
 from tree import Tree
 
-CHECKS = ["layering", "seam", "seam_list", "clock", "tested", "names", "headers", "words"]
+CHECKS = ["layering", "seam", "seam_list", "clock", "tested", "names", "headers", "settings", "words"]
 
 
 def main(names: list[str]) -> int:

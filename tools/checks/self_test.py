@@ -10,6 +10,7 @@ import layering
 import names
 import seam
 import seam_list
+import settings
 import system_imports
 import tested
 import words
@@ -183,6 +184,25 @@ class HeadersTest(CheckTest):
             "Shared/a.hpp": "#pragma once\n", "Shared/a.cpp": '#include <vector>\n#include "a.hpp"\n',
             "Shared/a.linux.cpp": '// bodies\n#include "a.hpp"\n', "Shared/b.cpp": "#include <vector>\n"},
             "Shared/a.cpp:1")
+
+
+class SettingsTest(CheckTest):
+    TABLE = "enum class Value\n{\n    A,\n    B\n};\n    {Value::A, x},\n    {Value::B, x},\n"
+
+    def test_a_row_that_nobody_uses_is_found(self):
+        self.finds(settings, {
+            settings.TABLE: self.TABLE,
+            "Shared/src/AppSettings/a.cpp": "namespace Shared::AppSettings { ReadText(Value::A); // Value::B\n}"},
+            f"{settings.TABLE}:7")
+
+    def test_a_value_read_or_written_past_the_table_is_found(self):
+        self.finds(settings, {
+            "AgentProcessLib/src/Ops/a.cpp": 'x;\nWinReg::TryGetStringValue(Root::LocalMachine, p, L"n", t);\n'
+                                             'WinReg::DeleteValue(p);\n// SetDwordValue(\nOpenKey(p);',
+            "Shared/src/AppSettings/shared.appsettings-values.cpp": "GetStringValue(p);",
+            "Shared/src/WinReg/w.cpp": "SetDwordValue(p);",
+            "tests/unit/a.test.cpp": "SetDwordValue(p);"},
+            "AgentProcessLib/src/Ops/a.cpp:2", "AgentProcessLib/src/Ops/a.cpp:3")
 
 
 class WordsTest(CheckTest):

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agentcore.ops-appstate.hpp"
+#include "shared.crypto-sensitivestring.hpp"
 
 #include <cstdint>
 #include <string>
@@ -34,12 +35,16 @@ public:
     virtual std::uint32_t CalculateRetryDelay(std::uint32_t attempt) = 0;
 };
 
-/// The real one, on the registry. It cannot open enciphered values yet: the user and both tenants are unknown to it, so
-/// an agent with it waits in `Disconnected` for a tenant. It says so once, when it is made.
+/// The BIOS serial number of this machine, of which the key of its enciphered settings is made; empty when there is none.
+/// On Windows the thread must have initialised COM.
+std::string GetBiosSerialNumber();
+
+/// The real one, on the registry.
 class RegistryIdentity : public Identity
 {
 public:
-    RegistryIdentity();
+    /// `key` opens the enciphered settings.
+    explicit RegistryIdentity(Shared::Crypto::SensitiveString key);
 
     bool HasIdentityChanged(const AppState& appState) override;
     bool UpdateEnablement(const AppState& appState) override;
@@ -48,6 +53,9 @@ public:
     std::wstring GetTunnelStatus() override;
     void RefreshServer(AppState& appState) override;
     std::uint32_t CalculateRetryDelay(std::uint32_t attempt) override;
+
+private:
+    Shared::Crypto::SensitiveString m_key;
 };
 
 } // namespace AgentCore::Ops

@@ -29,18 +29,20 @@ constexpr std::array<Entry, 5> AgentErrors = {{
     {Platform::ErrorCode::IoPending, "Overlapped I/O operation is in progress."},
 }};
 
-/// The statuses that an operation on a message pipe can end with.
-constexpr std::array<Entry, 20> Statuses = {{
+/// The statuses that an operation on a message pipe can end with, and those of ciphering.
+constexpr std::array<Entry, 24> Statuses = {{
     {0x00000000, "The operation completed successfully."},
     {0x00000102, "The wait operation timed out."},
     {0x00000103, "The operation that was requested is pending completion."},
     {0x80000005, "The data was too large to fit into the specified buffer."},
+    {0xC0000001, "The operation was unsuccessful."},
     {0xC0000008, "An invalid handle was specified."},
     {0xC000000D, "An invalid parameter was passed."},
     {0xC0000011, "The end of the file has been reached."},
     {0xC0000017, "There is not enough memory to complete the operation."},
     {0xC0000022, "Access has been denied."},
     {0xC0000034, "The name was not found."},
+    {0xC000003E, "The data is damaged."},
     {0xC000009A, "There are not enough system resources to complete the operation."},
     {0xC00000AC, "No instance of the pipe is available."},
     {0xC00000AD, "The pipe is in an invalid state."},
@@ -51,6 +53,8 @@ constexpr std::array<Entry, 20> Statuses = {{
     {0xC00000B3, "The pipe waits for the other end to connect."},
     {0xC0000120, "The operation was cancelled."},
     {0xC000014B, "The pipe is broken: its other end has been closed."},
+    {0xC0000206, "The size of the data is invalid."},
+    {0xC0000225, "The object was not found."},
 }};
 
 template <std::size_t Size>

@@ -1,7 +1,9 @@
 #include "shared.util-utf8.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace Shared::Util::Utf8
 {
@@ -151,12 +153,71 @@ void Append(std::wstring& out, char32_t value)
     out.push_back(static_cast<wchar_t>(value));
 }
 
+/// How many characters of `value` the text gets.
+std::size_t LengthOf(char32_t value, std::type_identity<std::string>)
+{
+    if (value < 0x80)
+    {
+        return 1;
+    }
+    if (value < 0x800)
+    {
+        return 2;
+    }
+    return value < FirstSupplementary ? 3 : 4;
+}
+
+std::size_t LengthOf(char32_t value, std::type_identity<std::wstring>)
+{
+    return WideIsUtf16 && value >= FirstSupplementary ? 2 : 1;
+}
+
+/// How many characters from the start are below 0x80, in steps that a compiler can take many characters at a time.
+template <typename Char>
+std::size_t CountAscii(std::basic_string_view<Char> text)
+{
+    using Unit = std::make_unsigned_t<Char>;
+    constexpr std::size_t Step = 32;
+    constexpr auto AboveAscii = static_cast<Unit>(~Unit{0x7F});
+    std::size_t count = 0;
+    for (; count + Step <= text.size(); count += Step)
+    {
+        Unit bits = 0;
+        for (std::size_t i = 0; i < Step; ++i)
+        {
+            bits = static_cast<Unit>(bits | static_cast<Unit>(text[count + i]));
+        }
+        if ((bits & AboveAscii) != 0)
+        {
+            break;
+        }
+    }
+    while (count < text.size() && (static_cast<Unit>(text[count]) & AboveAscii) == 0)
+    {
+        ++count;
+    }
+    return count;
+}
+
+/// Nearly all texts are ASCII alone, which is copied as it stands. The rest is gone through twice, so that the result has
+/// its one allocation: no copy of a secret is left in a buffer that was too small.
 template <typename Out, typename In>
 Out Convert(In text)
 {
+    const std::size_t ascii = CountAscii(text);
+    std::size_t length = ascii;
+    for (std::size_t position = ascii; position < text.size();)
+    {
+        const char32_t value = Take(text, position);
+        length += value == NoScalar ? 0 : LengthOf(value, std::type_identity<Out>());
+    }
     Out out;
-    out.reserve(text.size());
-    for (std::size_t position = 0; position < text.size();)
+    out.reserve(length);
+    out.resize(ascii);
+    std::transform(
+        text.begin(), text.begin() + static_cast<std::ptrdiff_t>(ascii), out.begin(),
+        [](typename In::value_type character) { return static_cast<typename Out::value_type>(character); });
+    for (std::size_t position = ascii; position < text.size();)
     {
         const char32_t value = Take(text, position);
         if (value != NoScalar)

@@ -1,7 +1,8 @@
 #include "agentprocess.entrypoints.hpp"
 
-#include "shared.appsettings-functions.hpp"
 #include "shared.appsettings-paths.hpp"
+#include "shared.appsettings-registrations.hpp"
+#include "shared.crypto-registrationkey.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "shared.winreg-administration.hpp"
@@ -86,6 +87,17 @@ TEST_F(EntryPointsTest, TheStatusFollowsTheUsersSelectionEvenOverAnUpgrade)
     WinReg::SetStringValue(Root::LocalMachine, Shared::AppSettings::GetVpnVelKeyPath(), L"user-selection", L"enable");
     Initialise({"-d"});
     EXPECT_EQ(Status(), L"enabled");
+}
+
+TEST_F(EntryPointsTest, EncipheredSettingsAreOpenedWithTheKeyOfTheMachine)
+{
+    LayOut();
+    Shared::Crypto::SetBiosSerialProvider([] { return std::string("SN-0815"); });
+    WinReg::SetStringValue(Root::LocalMachine, Paths::Config, L"AgentUUID", L"uuid");
+    Shared::AppSettings::SetRegisteredSubtenantId(
+        L"S1", Shared::Crypto::ToSensitiveString(Shared::Crypto::MakeRegistrationKey("SN-0815")));
+    Initialise({"-d"});
+    EXPECT_EQ(m_state.settings.subtenantId, L"S1");
 }
 
 TEST_F(EntryPointsTest, WithoutSettingsTheProcessEndsWith1500)

@@ -1,7 +1,10 @@
 #include "lab.vellab-settings.hpp"
 
-#include "shared.appsettings-functions.hpp"
+#include "agentcore.ops-identity.hpp"
+#include "shared.appsettings-appsettingsloader.hpp"
 #include "shared.appsettings-paths.hpp"
+#include "shared.appsettings-vpnvalues.hpp"
+#include "shared.crypto-registrationkey.hpp"
 #include "shared.winreg-administration.hpp"
 #include "shared.winreg-functions.hpp"
 #include "test.support-settingsstore.hpp"
@@ -19,16 +22,42 @@ class LabSettingsTest : public ::testing::Test
 {
 protected:
     TestSupport::TemporarySettingsStore m_store;
+    Shared::Crypto::SensitiveString m_key =
+        Shared::Crypto::ToSensitiveString(Shared::Crypto::MakeRegistrationKey(AgentCore::Ops::GetBiosSerialNumber()));
 };
 
 TEST_F(LabSettingsTest, TheAgentFindsWhatAnInstallationLeaves)
 {
     Lab::LayOutSettings("https://cloud.lab.example");
-    const auto settings = Shared::AppSettings::LoadAppSettings();
+    const auto settings = Shared::AppSettings::LoadAppSettings(m_key);
     EXPECT_EQ(settings.server, L"cloud.lab.example");
     EXPECT_EQ(settings.installedVersion, L"1.0.0");
     EXPECT_TRUE(settings.agentUuid.empty());
     EXPECT_TRUE(Shared::AppSettings::GetUserSelectionEnabled());
+}
+
+TEST_F(LabSettingsTest, TheAgentKnowsTheUserWhoIsSignedIn)
+{
+    Lab::LayOutSettings("a.example");
+    auto info = Shared::AppSettings::GetVpnConnectionInfo(m_key);
+    EXPECT_EQ(info.fullUsername, L"LABORATORY\\lab.user");
+    EXPECT_EQ(info.tenantId, L"lab-tenant");
+    EXPECT_EQ(info.subTenantId, L"lab-subtenant");
+    EXPECT_EQ(info.gatewayIpV4, L"127.0.0.1");
+    EXPECT_EQ(info.tunnelIpV4, L"127.0.0.2");
+    Lab::SetVpnUser({L"anna", L"", L"T", L"S \u65e5"});
+    info = Shared::AppSettings::GetVpnConnectionInfo(m_key);
+    EXPECT_EQ(info.fullUsername, L"anna");
+    EXPECT_EQ(info.subTenantId, L"S \u65e5");
+}
+
+TEST_F(LabSettingsTest, NobodyMayBeSignedIn)
+{
+    Lab::LayOutSettings("a.example", std::nullopt);
+    EXPECT_EQ(Shared::AppSettings::GetVpnConnectionInfo(m_key).fullUsername, L"");
+    std::wstring text;
+    EXPECT_FALSE(
+        WinReg::TryGetStringValue(Root::LocalMachine, Shared::AppSettings::GetVpnVelKeyPath(), L"user-id", text));
 }
 
 TEST_F(LabSettingsTest, WhatAnEarlierRunLeftIsGone)

@@ -1,399 +1,288 @@
 #include "shared.appsettings-functions.hpp"
 
-#include "shared.appsettings-paths.hpp"
-#include "shared.concurrency-event.hpp"
+#include "contract.capturedstandarderror.hpp"
 #include "shared.exception-exceptions.hpp"
+#include "shared.system-machineid.hpp"
+#include "shared.util-time.hpp"
 #include "shared.winreg-administration.hpp"
 #include "shared.winreg-functions.hpp"
-#include "test.support-capturedlog.hpp"
-#include "test.support-settingsstore.hpp"
+#include "test.appsettings-fixture.hpp"
+#include "test.support-exceptions.hpp"
 
+#include <chrono>
+#include <clocale>
+#include <regex>
 #include <string>
-
-#include <gmock/gmock.h>
 
 namespace
 {
 
 namespace Settings = Shared::AppSettings;
-namespace Paths = Shared::AppSettings::Paths;
 namespace WinReg = Shared::WinReg;
-using Settings::AgentStatus;
-using Shared::Exception::RuntimeException;
+using Settings::ExistingValue;
+using Settings::SettingsKey;
 using Shared::Exception::Win32Exception;
 using Shared::Log::Level;
-using ::testing::HasSubstr;
-using WinReg::Root;
+using namespace std::chrono_literals;
 
-class AppSettingsTest : public ::testing::Test
+class AppSettingsFunctionsTest : public AppSettingsTests::SettingsTest
 {
 protected:
-    /// The keys of a fresh installation, with the two values without which the agent does not start.
-    void LayOut()
+    AppSettingsFunctionsTest()
     {
-        WinReg::CreateKey(Root::LocalMachine, Paths::Config);
-        WinReg::CreateKey(Root::LocalMachine, Settings::GetVpnVelKeyPath());
-        SetConfig(L"Server", L"cloud.example");
-        WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"installed-version", L"3.2.1");
+        LayOut();
     }
 
-    static void SetConfig(const wchar_t* name, const std::wstring& text)
+    static std::wstring Text(const wchar_t* name)
     {
-        WinReg::SetStringValue(Root::LocalMachine, Paths::Config, name, text);
+        return WinReg::GetStringValue(WinReg::Root::LocalMachine, Settings::Paths::Agent, name);
     }
 
-    static void SetConfig(const wchar_t* name, std::uint32_t number)
+    static std::uint32_t Number(SettingsKey key, const wchar_t* name)
     {
-        WinReg::SetDwordValue(Root::LocalMachine, Paths::Config, name, number);
+        return WinReg::GetDwordValue(WinReg::Root::LocalMachine, Settings::PathOf(key), name);
     }
 
-    static std::wstring Status()
+    /// As on a machine whose agent was removed under a running one.
+    static void RemoveAllKeys()
     {
-        return WinReg::GetStringValue(Root::LocalMachine, Paths::Agent, L"status");
+        (void)WinReg::DeleteKeyTree(WinReg::Root::LocalMachine, L"SOFTWARE");
     }
-
-    static void SetSelection(const std::wstring& text)
-    {
-        WinReg::SetStringValue(Root::LocalMachine, Settings::GetVpnVelKeyPath(), L"user-selection", text);
-    }
-
-    template <typename Call>
-    static std::string FailureOf(const Call& call)
-    {
-        try
-        {
-            call();
-        }
-        catch (const RuntimeException& exception)
-        {
-            const std::string what = exception.what();
-            return what.substr(what.find(" --> ") + 5);
-        }
-        return "no exception";
-    }
-
-    TestSupport::TemporarySettingsStore m_store;
-    TestSupport::CapturedLog m_log;
 };
 
-constexpr const char* PortFailure = "Unexpected number of tokens when searching for server port.";
-
-struct ServerCase
+TEST_F(AppSettingsFunctionsTest, TheInstalledVersionMustBeThere)
 {
-    std::wstring text;
-    std::wstring server;
-    std::uint32_t port;
-};
-
-class ServerTextTest : public ::testing::TestWithParam<ServerCase>
-{
-};
-
-TEST_P(ServerTextTest, IsReducedToHostAndPort)
-{
-    Settings::AppSettings settings;
-    settings.serverRaw = GetParam().text;
-    Settings::SetServerAndPort(settings);
-    EXPECT_EQ(settings.server, GetParam().server);
-    EXPECT_EQ(settings.port, GetParam().port);
+    EXPECT_EQ(Settings::GetInstalledVersion(), L"3.2.1");
+    Delete(SettingsKey::Agent, L"installed-version");
+    EXPECT_THROW((void)Settings::GetInstalledVersion(), Win32Exception);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts,
-    ServerTextTest,
-    ::testing::Values(
-        ServerCase{L"host", L"host", 443},
-        ServerCase{L"https://host", L"host", 443},
-        ServerCase{L"http://host", L"host", 443},
-        ServerCase{L"https://host/", L"host", 443},
-        ServerCase{L"\"https://host:8443\"", L"host", 8443},
-        ServerCase{L"host:1", L"host", 1},
-        ServerCase{L"host:65535/", L"host", 65535}));
-
-class BadServerTextTest : public ::testing::TestWithParam<std::wstring>
+TEST_F(AppSettingsFunctionsTest, TheTargetVersionIsWritten)
 {
-};
-
-TEST_P(BadServerTextTest, IsRefused)
-{
-    Settings::AppSettings settings;
-    settings.serverRaw = GetParam();
-    EXPECT_THROW(Settings::SetServerAndPort(settings), RuntimeException);
+    Settings::SetTargetVersion(L"4.0.0");
+    EXPECT_EQ(Text(L"target-version"), L"4.0.0");
+    RemoveAllKeys();
+    EXPECT_THROW(Settings::SetTargetVersion(L"4.0.0"), Win32Exception);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts,
-    BadServerTextTest,
-    ::testing::Values(
-        L"",
-        L"https://",
-        L"a:b:c",
-        L"host:1:2",
-        L"host:",
-        L"host:0",
-        L"host:65536",
-        L"host:99999999999999999999",
-        L"host:port",
-        L"host:-1",
-        L"host: 80"));
-
-TEST_F(AppSettingsTest, AFreshInstallationHasTheDefaults)
+TEST_F(AppSettingsFunctionsTest, AutomaticUpdatesAreSwitchedOn)
 {
-    LayOut();
-    const Settings::AppSettings settings = Settings::LoadAppSettings();
-    EXPECT_EQ(settings.server, L"cloud.example");
-    EXPECT_EQ(settings.port, 443U);
-    EXPECT_EQ(settings.installedVersion, L"3.2.1");
-    EXPECT_EQ(settings.accountId, 0U);
-    EXPECT_TRUE(settings.agentUuid.empty());
-    EXPECT_EQ(settings.ignoreSslErrors, 0U);
-    EXPECT_EQ(settings.connectTimeout, 60U);
-    EXPECT_EQ(settings.logging.maxLogFiles, 4U);
-    EXPECT_EQ(settings.logging.maxLogFileSize, 10'485'760U);
-    EXPECT_EQ(settings.logging.logTarget, Settings::LogTarget::FileSystem);
-    EXPECT_EQ(settings.logging.minimumLogLevel, 2U);
+    Settings::EnableAutoUpdate();
+    EXPECT_EQ(Number(SettingsKey::Config, L"AutoUpdate"), 1U);
 }
 
-TEST_F(AppSettingsTest, EveryValueIsTakenOver)
+TEST_F(AppSettingsFunctionsTest, AutomaticUpdatesThatCannotBeSwitchedOnAreToldOnTheStandardErrorStreamAlone)
 {
-    LayOut();
-    SetConfig(L"IgnoreSSLErrors", 1);
-    SetConfig(L"AgentUUID", L"uuid");
-    SetConfig(L"AccountID", 42);
-    SetConfig(L"Proxy", L"proxy.example:3128");
-    SetConfig(L"ConnectTimeout", 5);
-    SetConfig(L"MaxLogFiles", 2);
-    SetConfig(L"MaxLogFileSize", 1000);
-    SetConfig(L"LogTarget", L"CONSOLE");
-    SetConfig(L"MinimumLogLevel", L"Debug");
-    const Settings::AppSettings settings = Settings::LoadAppSettings();
-    EXPECT_EQ(settings.ignoreSslErrors, 1U);
-    EXPECT_EQ(settings.agentUuid, L"uuid");
-    EXPECT_EQ(settings.accountId, 42U);
-    EXPECT_EQ(settings.proxy, L"proxy.example:3128");
-    EXPECT_EQ(settings.connectTimeout, 5U);
-    EXPECT_EQ(settings.logging.maxLogFiles, 2U);
-    EXPECT_EQ(settings.logging.maxLogFileSize, 1000U);
-    EXPECT_EQ(settings.logging.logTarget, Settings::LogTarget::Console);
-    EXPECT_EQ(settings.logging.minimumLogLevel, 1U);
+    RemoveAllKeys();
+    Contract::CapturedStandardError captured;
+    Settings::EnableAutoUpdate();
+    const std::string errors = captured.Finish();
+    EXPECT_TRUE(std::regex_search(
+        errors,
+        std::regex("^Failed to set AutoUpdates registry value: Exception in function [^\n]*Failed to open registry "
+                   "key[^\n]*\n$")))
+        << errors;
+    EXPECT_TRUE(m_log.Lines().empty());
 }
 
-TEST_F(AppSettingsTest, AScriptForTheProxyTakesThePlaceOfTheProxy)
+TEST_F(AppSettingsFunctionsTest, TheMachineGuidIsThatOfTheSettings)
 {
-    LayOut();
-    SetConfig(L"Proxy", L"proxy.example:3128");
-    SetConfig(L"ProxyPacUrl", L"http://pac.example/");
-    const Settings::AppSettings settings = Settings::LoadAppSettings();
-    EXPECT_EQ(settings.proxyPacUrl, L"http://pac.example/");
-    EXPECT_TRUE(settings.proxy.empty());
+    WinReg::CreateKey(WinReg::Root::LocalMachine, Settings::Paths::Machine);
+    Set(SettingsKey::Machine, L"MachineGuid", L"guid");
+    EXPECT_EQ(Settings::GetMachineGuid(), L"guid");
 }
 
-TEST_F(AppSettingsTest, TheAccountBelongsToAnAgentUuid)
+TEST_F(AppSettingsFunctionsTest, AMissingMachineGuidIsThatOfTheSystemOrAFailure)
 {
-    LayOut();
-    SetConfig(L"AccountID", 42);
-    EXPECT_EQ(Settings::LoadAppSettings().accountId, 0U);
-}
-
-TEST_F(AppSettingsTest, AMissingConfigKeyIsNamed)
-{
-    EXPECT_EQ(FailureOf([] { (void)Settings::LoadAppSettings(); }), "SOFTWARE\\Tarvane\\VEL\\Config does not exist.");
-}
-
-TEST_F(AppSettingsTest, AMissingVersionIsAFailure)
-{
-    LayOut();
-    WinReg::DeleteValue(Root::LocalMachine, Paths::Agent, L"installed-version");
-    EXPECT_THROW((void)Settings::LoadAppSettings(), Win32Exception);
-}
-
-TEST_F(AppSettingsTest, AServerOverrideWinsUnlessItIsEmpty)
-{
-    LayOut();
-    Settings::AppSettings settings;
-    SetConfig(L"ServerOverride", L"\"https://other.example:8443\"");
-    Settings::RefreshServerFromRegistry(settings);
-    EXPECT_EQ(settings.serverRaw, L"https://other.example:8443");
-    EXPECT_EQ(settings.server, L"other.example");
-    EXPECT_EQ(settings.port, 8443U);
-    SetConfig(L"ServerOverride", L"");
-    Settings::RefreshServerFromRegistry(settings);
-    EXPECT_EQ(settings.server, L"cloud.example");
-}
-
-TEST_F(AppSettingsTest, NoServerAtAllIsAFailure)
-{
-    LayOut();
-    WinReg::DeleteValue(Root::LocalMachine, Paths::Config, L"Server");
-    EXPECT_EQ(FailureOf([] { (void)Settings::LoadAppSettings(); }), "No server value found in registry key.");
-    SetConfig(L"Server", L"a:b:c");
-    EXPECT_EQ(FailureOf([] { (void)Settings::LoadAppSettings(); }), PortFailure);
-}
-
-TEST_F(AppSettingsTest, LogTargetsAreComparedWithoutCaseAndUnknownOnesAreTheFileSystem)
-{
-    EXPECT_EQ(Settings::ParseLogTarget(L"EventLog"), Settings::LogTarget::EventLog);
-    EXPECT_EQ(Settings::ParseLogTarget(L"console"), Settings::LogTarget::Console);
-    EXPECT_EQ(Settings::ParseLogTarget(L"FileSystem"), Settings::LogTarget::FileSystem);
-    EXPECT_EQ(Settings::ParseLogTarget(L"printer"), Settings::LogTarget::FileSystem);
-    EXPECT_EQ(Settings::ParseLogTarget(L""), Settings::LogTarget::FileSystem);
-}
-
-TEST_F(AppSettingsTest, LogLevelsHaveAliasesAndOffAndUnknownTextsAreInfo)
-{
-    EXPECT_EQ(Settings::ParseLogLevel(L"trace"), 0U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"debug"), 1U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"info"), 2U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"warn"), 3U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"warning"), 3U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"err"), 4U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"error"), 4U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"critical"), 5U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"off"), 2U);
-    EXPECT_EQ(Settings::ParseLogLevel(L"loud"), 2U);
-}
-
-TEST_F(AppSettingsTest, EachStatusHasItsWord)
-{
-    LayOut();
-    const std::pair<AgentStatus, std::wstring> words[] = {
-        {AgentStatus::Disabled, L"disabled"},
-        {AgentStatus::Enabled, L"enabled"},
-        {AgentStatus::Upgrade, L"upgrade"},
-        {AgentStatus::AdminDisabled, L"admin-disabled"}};
-    for (const auto& [status, word] : words)
+    const auto ofSystem = Shared::System::ReadMachineId();
+    if (ofSystem)
     {
-        Settings::SetStatus(status, false);
-        EXPECT_EQ(Status(), word);
+        EXPECT_EQ(Settings::GetMachineGuid(), *ofSystem);
+    }
+    else
+    {
+        EXPECT_EQ(
+            TestSupport::RuntimeText([] { (void)Settings::GetMachineGuid(); }),
+            "Failed to get the machine guid from the registry");
     }
 }
 
-TEST_F(AppSettingsTest, AStatusOfUpgradeIsKeptWhenAskedTo)
+TEST_F(AppSettingsFunctionsTest, TheMultiplierIsReadOrHasItsDefault)
 {
-    LayOut();
-    Settings::SetStatus(AgentStatus::Upgrade, false);
-    Settings::SetStatus(AgentStatus::Enabled, true);
-    EXPECT_EQ(Status(), L"upgrade");
-    Settings::SetStatus(AgentStatus::Enabled, false);
-    EXPECT_EQ(Status(), L"enabled");
-}
-
-TEST_F(AppSettingsTest, AnUnknownStatusIsAFailure)
-{
-    EXPECT_EQ(FailureOf([] { Settings::SetStatus(static_cast<AgentStatus>(9), false); }), "Unknown newStatus value 9");
-}
-
-TEST_F(AppSettingsTest, AStatusThatStandsThereIsNotWrittenAgain)
-{
-    LayOut();
-    Settings::SetStatus(AgentStatus::Enabled, false);
-    const WinReg::RegKey key = WinReg::OpenKey(Root::LocalMachine, Paths::Agent);
-    const Shared::Concurrency::Event changed(false, false);
-    WinReg::WatchKey(key, changed);
-    Settings::SetStatus(AgentStatus::Enabled, false);
-    EXPECT_FALSE(changed.WaitOnEvent(100));
-    Settings::SetStatus(AgentStatus::Disabled, false);
-    EXPECT_TRUE(changed.WaitOnEvent(20'000));
-}
-
-TEST_F(AppSettingsTest, OnlyTheExactWordEnableCountsAsTheUsersConsent)
-{
-    LayOut();
-    EXPECT_FALSE(Settings::GetUserSelectionEnabled());
-    SetSelection(L"enable");
-    EXPECT_TRUE(Settings::GetUserSelectionEnabled());
-    for (const wchar_t* text : {L"Enable", L"enabled", L"disable", L""})
+    EXPECT_EQ(Settings::GetRetryDelayMultiplier(), 2.0);
+    SetConfig(L"RetryDelayMultiplier", L"1.5");
+    EXPECT_EQ(Settings::GetRetryDelayMultiplier(), 1.5);
+    EXPECT_TRUE(m_log.Lines().empty());
+    for (const wchar_t* text : {L"", L"two", L"1e999", L"1e-999", L"%2", L",5"})
     {
-        SetSelection(text);
-        EXPECT_FALSE(Settings::GetUserSelectionEnabled());
+        SetConfig(L"RetryDelayMultiplier", text);
+        EXPECT_EQ(Settings::GetRetryDelayMultiplier(), 2.0) << text;
     }
+    EXPECT_EQ(m_log.Count(Level::Warning, "Failed converting RetryDelayMultiplier"), 6U);
 }
 
-TEST_F(AppSettingsTest, ADisabledUserInAnotherCaseIsDisabledStill)
+TEST(ParseFractionTest, TakesTheNumberAtTheStart)
 {
-    LayOut();
-    SetConfig(L"DisabledUsernames", L"guest,DOMAIN\\Kiosk");
-    EXPECT_FALSE(Settings::CheckUsername(L"domain\\kiosk"));
-    EXPECT_EQ(m_log.Count(Level::Info, "The current username domain\\kiosk is a disabled username."), 1U);
-    EXPECT_TRUE(Settings::CheckUsername(L"kiosk"));
-    EXPECT_TRUE(Settings::CheckUsername(L""));
+    EXPECT_EQ(Settings::ParseFraction(L"2.5"), 2.5);
+    EXPECT_EQ(Settings::ParseFraction(L" \t+2.5"), 2.5);
+    EXPECT_EQ(Settings::ParseFraction(L"-0.5"), -0.5);
+    EXPECT_EQ(Settings::ParseFraction(L"25e-1"), 2.5);
+    EXPECT_EQ(Settings::ParseFraction(L".5"), 0.5);
+    EXPECT_EQ(Settings::ParseFraction(L"3."), 3.0);
+    EXPECT_EQ(Settings::ParseFraction(L"2.5 times"), 2.5);
+    EXPECT_EQ(Settings::ParseFraction(L"3,5"), 3.0);
 }
 
-TEST_F(AppSettingsTest, WithoutAListOfDisabledUsersEverybodyIsAllowedAndTheLogSaysSo)
+TEST(ParseFractionTest, OfAnyOtherTextThereIsNone)
 {
-    LayOut();
-    EXPECT_TRUE(Settings::CheckUsername(L"anyone"));
-    EXPECT_EQ(
-        m_log.Count(Level::Warning, "GetDisabledUsername() failed to retrieve and process the disabled usernames"), 1U);
+    for (const wchar_t* text : {L"", L" ", L"+", L"-", L"+-1", L"--1", L"e1", L".", L"x1", L"\uFF11", L"1e400"})
+    {
+        EXPECT_EQ(Settings::ParseFraction(text), std::nullopt) << text;
+    }
+    EXPECT_EQ(Settings::ParseFraction(std::wstring(L"\0001", 2)), std::nullopt);
 }
 
-TEST_F(AppSettingsTest, EnablementFollowsUserSelectionAndServerInThisOrder)
+TEST(ParseFractionTest, ThePointIsAPointInEveryLocale)
 {
-    LayOut();
-    SetConfig(L"DisabledUsernames", L"guest");
-    SetSelection(L"enable");
-    EXPECT_TRUE(Settings::UpdateEnablement(true, L"anna"));
-    EXPECT_EQ(Status(), L"enabled");
-    EXPECT_FALSE(Settings::UpdateEnablement(true, L"guest"));
-    EXPECT_EQ(Status(), L"disabled");
-    EXPECT_EQ(m_log.Count(Level::Info, "This agent's network tests are locally disabled (disabled username)."), 1U);
-    SetSelection(L"disable");
-    EXPECT_FALSE(Settings::UpdateEnablement(false, L"anna"));
-    EXPECT_EQ(Status(), L"admin-disabled");
-    EXPECT_EQ(
-        m_log.Count(Level::Info, "This agent's network tests are remotely disabled (remote instance config)."), 1U);
-    EXPECT_FALSE(Settings::UpdateEnablement(true, L"anna"));
-    EXPECT_EQ(Status(), L"disabled");
-    EXPECT_EQ(
-        m_log.Count(Level::Info, "This agent's network tests are locally disabled (registry user selection)."), 1U);
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "German_Germany", "C"})
+    {
+        (void)std::setlocale(LC_ALL, name);
+        EXPECT_EQ(Settings::ParseFraction(L"2.5"), 2.5) << name;
+    }
+    (void)std::setlocale(LC_ALL, before.c_str());
 }
 
-TEST_F(AppSettingsTest, EnablementLeavesAStatusOfUpgradeAlone)
+// Read once in the life of a process, and each test is a process of its own.
+
+TEST_F(AppSettingsFunctionsTest, RetryDelaysGrowFromTheMinimumToTheMaximum)
 {
-    LayOut();
-    SetSelection(L"enable");
-    Settings::SetStatus(AgentStatus::Upgrade, false);
-    EXPECT_TRUE(Settings::UpdateEnablement(true, L"anna"));
-    EXPECT_EQ(Status(), L"upgrade");
+    EXPECT_EQ(Settings::CalculateRetryDelay(0), 30'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(1), 30'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(3), 120'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(8), 3'600'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(9), 3'600'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(0xFFFFFFFF), 3'600'000U);
+    SetConfig(L"MinimumRetryDelaySeconds", 5);
+    EXPECT_EQ(Settings::CalculateRetryDelay(1), 30'000U) << "what was read first stays";
 }
 
-TEST_F(AppSettingsTest, TheLastConnectedTimeIsWrittenPadded)
+TEST_F(AppSettingsFunctionsTest, RetryDelaysFollowTheirSettings)
 {
-    LayOut();
+    SetConfig(L"MinimumRetryDelaySeconds", 4);
+    SetConfig(L"MaximumRetryDelaySeconds", 20);
+    SetConfig(L"RetryDelayMultiplier", L"1.5");
+    EXPECT_EQ(Settings::CalculateRetryDelay(1), 4'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(2), 6'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(4), 13'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(5), 20'000U);
+}
+
+TEST_F(AppSettingsFunctionsTest, AMinimumOfNothingStillWaitsASecond)
+{
+    SetConfig(L"MinimumRetryDelaySeconds", 0);
+    EXPECT_EQ(Settings::CalculateRetryDelay(1), 1'000U);
+    EXPECT_EQ(Settings::CalculateRetryDelay(100), 1'000U);
+}
+
+TEST_F(AppSettingsFunctionsTest, ThePingTimeoutIsReadOrHasItsDefault)
+{
+    EXPECT_EQ(Settings::GetPingTimeoutMs(), 5'000U);
+    SetConfig(L"PingTimeoutMs", 1'234);
+    EXPECT_EQ(Settings::GetPingTimeoutMs(), 1'234U);
+}
+
+TEST_F(AppSettingsFunctionsTest, MissingTimeSpansHaveTheirDefaultsAndAreTold)
+{
+    EXPECT_EQ(Settings::GetTransmissionRandomisationPeriod(), 270'000ms);
+    EXPECT_EQ(Settings::GetResponseTimeout(), 30s);
+    EXPECT_EQ(m_log.Count(Level::Info, "Using default value for TransmissionRandomisationPeriod"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "Using default value for ResponseTimeout"), 1U);
+    EXPECT_EQ(m_log.Lines().size(), 2U);
+}
+
+TEST_F(AppSettingsFunctionsTest, TimeSpansAreReadQuietly)
+{
+    SetConfig(L"TransmissionRandomisationPeriod", L"00:00:05");
+    SetConfig(L"ResponseTimeout", L"0:1:2");
+    EXPECT_EQ(Settings::GetTransmissionRandomisationPeriod(), 5'000ms);
+    EXPECT_EQ(Settings::GetResponseTimeout(), 62s);
+    SetConfig(L"ResponseTimeout", L"00:00:00");
+    EXPECT_EQ(Settings::GetResponseTimeout(), 0s);
+    EXPECT_TRUE(m_log.Lines().empty());
+}
+
+TEST_F(AppSettingsFunctionsTest, TimeSpansThatAreNoneAreErrorsAndHaveTheirDefaults)
+{
+    SetConfig(L"TransmissionRandomisationPeriod", L"99:99:99");
+    SetConfig(L"ResponseTimeout", L"30");
+    EXPECT_EQ(Settings::GetTransmissionRandomisationPeriod(), 270'000ms);
+    EXPECT_EQ(Settings::GetResponseTimeout(), 30s);
+    EXPECT_EQ(m_log.Count(Level::Error, "GetTransmissionRandomisationPeriod() failed"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Error, "Could not parse TimeSpan 99:99:99"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Error, "GetResponseTimeout() failed"), 1U);
+    EXPECT_EQ(m_log.Lines().size(), 2U);
+}
+
+TEST_F(AppSettingsFunctionsTest, TheLastConnectedTimeIsWrittenPadded)
+{
+    const std::int64_t before = Shared::Time::EpochSeconds();
     std::int64_t seconds = 0;
     EXPECT_TRUE(Settings::UpdateLastConnectedTime(seconds));
-    EXPECT_GT(seconds, 1'700'000'000);
-    const std::wstring text = WinReg::GetStringValue(Root::LocalMachine, Paths::Agent, L"last-connected-time");
-    EXPECT_EQ(text[8], L'-');
-    EXPECT_EQ(text[17], L'.');
-    EXPECT_GE(text.size() - text.find_first_of(L"+-", 17), 4U);
+    EXPECT_GE(seconds, before);
+    EXPECT_LE(seconds, Shared::Time::EpochSeconds());
+    const std::wstring text = Text(L"last-connected-time");
+    EXPECT_TRUE(std::regex_match(text, std::wregex(LR"([0-9]{8}-[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{1,3}[+-][0-9]{3,})")))
+        << std::string(text.begin(), text.end());
 }
 
-TEST_F(AppSettingsTest, ATimeThatCannotBeWrittenIsLoggedAndLeavesTheOldOne)
+TEST_F(AppSettingsFunctionsTest, ATimeThatCannotBeWrittenIsLoggedAndLeavesTheOldOne)
 {
+    RemoveAllKeys();
     std::int64_t seconds = 17;
     EXPECT_FALSE(Settings::UpdateLastConnectedTime(seconds));
     EXPECT_EQ(seconds, 17);
     EXPECT_EQ(m_log.Count(Level::Error, "UpdateLastConnectedTime() failed"), 1U);
 }
 
-TEST_F(AppSettingsTest, AnUnreadableTunnelStatusIsTakenForDisconnectedWithAWarning)
+TEST_F(AppSettingsFunctionsTest, NotificationsThatWereNeverFetchedWereFetchedNow)
 {
-    LayOut();
-    EXPECT_EQ(Settings::GetTunnelStatusText(), L"disconnected");
-    EXPECT_EQ(
-        m_log.Count(Level::Warning, "Couldn't read the tunnel-status value; will assume it's disconnected..."), 1U);
+    const std::string text = Settings::GetLastNotificationRetrieval();
+    EXPECT_TRUE(std::regex_match(text, std::regex(R"([0-9]{8}-[0-9]{2}:[0-9]{2}:[0-9]{2}\.[0-9]{1,3}[+-][0-9]+)")))
+        << text;
+    const std::string today = Shared::Util::FormatTimeText(Shared::Time::UtcNow());
+    EXPECT_GE(today.substr(0, 17), text.substr(0, 17));
 }
 
-// Read once in the life of a process, and each test is a process of its own.
-TEST_F(AppSettingsTest, RetryDelaysGrowFromTheMinimumToTheMaximum)
+TEST_F(AppSettingsFunctionsTest, TheTimeOfTheLastNotificationsIsKeptOrReplaced)
 {
-    LayOut();
-    EXPECT_EQ(Settings::CalculateRetryDelay(0), 30'000U);
-    EXPECT_EQ(Settings::CalculateRetryDelay(1), 30'000U);
-    EXPECT_EQ(Settings::CalculateRetryDelay(3), 120'000U);
-    EXPECT_EQ(Settings::CalculateRetryDelay(9), 3'600'000U);
-    EXPECT_EQ(Settings::CalculateRetryDelay(0xFFFFFFFF), 3'600'000U);
+    Settings::SetLastNotificationRetrieval("20240307-21:04:09.5+120", ExistingValue::Keep);
+    EXPECT_EQ(Settings::GetLastNotificationRetrieval(), "20240307-21:04:09.5+120");
+    Settings::SetLastNotificationRetrieval("20240308-00:00:00.0+0", ExistingValue::Keep);
+    EXPECT_EQ(Settings::GetLastNotificationRetrieval(), "20240307-21:04:09.5+120");
+    Settings::SetLastNotificationRetrieval("20240308-00:00:00.0+0", ExistingValue::Replace);
+    EXPECT_EQ(Settings::GetLastNotificationRetrieval(), "20240308-00:00:00.0+0");
+    RemoveAllKeys();
+    EXPECT_THROW(Settings::SetLastNotificationRetrieval("20240308-00:00:00.0+0", ExistingValue::Keep), Win32Exception);
+}
+
+TEST_F(AppSettingsFunctionsTest, TheSelfServiceIsOffUntilItIsSwitchedOn)
+{
+    EXPECT_FALSE(Settings::GetSelfServiceEnabled());
+    EXPECT_TRUE(Settings::SetSelfServiceEnabled(true));
+    EXPECT_EQ(Number(SettingsKey::Agent, L"self-service-enabled"), 1U);
+    EXPECT_TRUE(Settings::GetSelfServiceEnabled());
+    EXPECT_TRUE(Settings::SetSelfServiceEnabled(false));
+    EXPECT_FALSE(Settings::GetSelfServiceEnabled());
+    Set(SettingsKey::Agent, L"self-service-enabled", 7);
+    EXPECT_TRUE(Settings::GetSelfServiceEnabled());
+}
+
+TEST_F(AppSettingsFunctionsTest, ASelfServiceThatCannotBeSwitchedIsLogged)
+{
+    RemoveAllKeys();
+    EXPECT_FALSE(Settings::SetSelfServiceEnabled(true));
+    EXPECT_EQ(m_log.Count(Level::Error, "SetSelfServiceEnabled() failed"), 1U);
 }
 
 } // namespace

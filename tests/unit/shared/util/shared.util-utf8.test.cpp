@@ -181,6 +181,37 @@ TEST(Utf8Test, RandomBytesKeepExactlyTheirWellFormedSequences)
     }
 }
 
+TEST(Utf8Test, TheFirstCharacterThatIsNotAsciiMayStandAnywhere)
+{
+    // Around the steps in which ASCII is gone through.
+    for (std::size_t length = 0; length < 150; ++length)
+    {
+        for (const char32_t value : {U'\u0080', U'\u07FF', U'\uFFFD', U'\U0001F600'})
+        {
+            const std::wstring wide = std::wstring(length, L'a') + WideOf(value) + L"\x7F z";
+            const std::string narrow = std::string(length, 'a') + NarrowOf(value) + "\x7F z";
+            ASSERT_EQ(Encode(wide), narrow) << length;
+            ASSERT_EQ(Decode(narrow), wide) << length;
+            ASSERT_EQ(Decode(std::string(length, 'a') + "\xFF" + narrow), std::wstring(length, L'a') + wide) << length;
+        }
+        ASSERT_EQ(Encode(std::wstring(length, L'\x7F')), std::string(length, '\x7F'));
+        ASSERT_EQ(Decode(std::string(length, '\x7F')), std::wstring(length, L'\x7F'));
+    }
+}
+
+TEST(Utf8Test, AResultHasItsOneAllocationWhateverTheText)
+{
+    // What would grow would leave copies of a secret behind.
+    std::wstring wide;
+    for (int i = 0; i < 1000; ++i)
+    {
+        wide += WideOf(0x1F600);
+    }
+    EXPECT_EQ(Encode(wide).capacity(), 4000U);
+    EXPECT_EQ(Decode(std::string(1000, 'a') + "\xC3\xA4").capacity(), 1001U);
+    EXPECT_EQ(Decode(std::string(4000, '\xFF')).size(), 0U);
+}
+
 TEST(Utf8Test, ALoneHighSurrogateIsDropped)
 {
     const wchar_t lone = 0xD83D;
