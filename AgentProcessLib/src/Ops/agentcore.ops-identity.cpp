@@ -1,10 +1,12 @@
 #include "agentcore.ops-identity.hpp"
 
+#include "agentcore.system-systemquerier.hpp"
 #include "shared.appsettings-appsettingsloader.hpp"
 #include "shared.appsettings-enablement.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.appsettings-registrations.hpp"
 #include "shared.appsettings-vpnvalues.hpp"
+#include "shared.com-cominitialiser.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.util-functions.hpp"
 
@@ -18,7 +20,9 @@ namespace Settings = Shared::AppSettings;
 
 std::string GetBiosSerialNumber()
 {
-    return {};
+    Shared::COM::ComInitialiser com;
+    com.Initialise();
+    return System::SystemQuerier().GetBiosInfo().serial_number();
 }
 
 RegistryIdentity::RegistryIdentity(Shared::Crypto::SensitiveString key) : m_key(std::move(key))

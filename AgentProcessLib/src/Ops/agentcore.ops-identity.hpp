@@ -36,7 +36,7 @@ public:
 };
 
 /// The BIOS serial number of this machine, of which the key of its enciphered settings is made; empty when there is none.
-/// On Windows the thread must have initialised COM.
+/// Any thread. Throws what SystemQuerier's constructor throws, and ComException.
 std::string GetBiosSerialNumber();
 
 /// The real one, on the registry.

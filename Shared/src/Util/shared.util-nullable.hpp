@@ -16,6 +16,7 @@ public:
     /// Empty.
     Nullable() = default;
 
+    // NOLINTNEXTLINE(google-explicit-constructor): a value is one that is not missing
     Nullable(T value) : m_value(std::move(value)), m_hasValue(true)
     {
     }

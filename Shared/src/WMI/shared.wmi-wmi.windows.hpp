@@ -2,10 +2,10 @@
 
 #include "shared.com-comptr.windows.hpp"
 #include "shared.exception-exceptions.hpp"
+#include "shared.wmi-value.hpp"
 
 #include <cstdint>
 #include <optional>
-#include <source_location>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -48,17 +48,6 @@ struct ValueOf<WmiStringAsUInt64>
     using Type = std::uint64_t;
 };
 } // namespace Detail
-
-/// The value, or the runtime exception "WmiValue is null".
-template <typename T>
-T GetValueOrThrow(std::optional<T> value, const std::source_location& where = std::source_location::current())
-{
-    if (!value)
-    {
-        throw Exception::RuntimeException("WmiValue is null", where);
-    }
-    return *std::move(value);
-}
 
 /// One row of a result.
 class WMIClassObject

@@ -1,4 +1,5 @@
 #include <cstdlib>
+#include <fstream>
 #include <new>
 #include <string>
 
@@ -8,15 +9,27 @@
 #include "test.support-sanitizers.hpp"
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace
 {
 
 constexpr rlim_t Megabyte = 1024 * 1024;
 
+/// Address space that the process has now, in bytes.
+rlim_t AddressSpace()
+{
+    std::ifstream statm("/proc/self/statm");
+    rlim_t pages = 0;
+    statm >> pages;
+    return pages * static_cast<rlim_t>(::sysconf(_SC_PAGESIZE));
+}
+
 [[noreturn]] void ParseWithLittleMemory(const std::string& text)
 {
-    const rlimit limit{96 * Megabyte, 96 * Megabyte};
+    // Less than the values of either text need.
+    const rlim_t bytes = AddressSpace() + 24 * Megabyte;
+    const rlimit limit{bytes, bytes};
     ::setrlimit(RLIMIT_AS, &limit);
     try
     {
