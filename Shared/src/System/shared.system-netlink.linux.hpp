@@ -94,7 +94,7 @@ public:
         {
             return std::nullopt;
         }
-        Header header;
+        Header header{};
         std::memcpy(&header, m_payload.data(), sizeof(header));
         return header;
     }
@@ -132,7 +132,7 @@ public:
         {
             return std::nullopt;
         }
-        T value;
+        T value{};
         std::memcpy(&value, content->data(), sizeof(value));
         return value;
     }
