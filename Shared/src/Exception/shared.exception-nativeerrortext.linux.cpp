@@ -21,12 +21,19 @@ struct Entry
 };
 
 /// Before errno: 109 is an errno too, but the agent never means that one.
-constexpr std::array<Entry, 5> AgentErrors = {{
+constexpr std::array<Entry, 12> AgentErrors = {{
     {Platform::ErrorCode::BrokenPipe, "The pipe has been ended."},
+    {Platform::ErrorCode::PipeBusy, "All instances of the pipe are busy."},
+    {Platform::ErrorCode::NoData, "The pipe is being closed."},
+    {Platform::ErrorCode::PipeNotConnected, "No process is on the other end of the pipe."},
     {Platform::ErrorCode::MoreData, "More data is available."},
     {Platform::ErrorCode::WaitTimeout, "The wait operation timed out."},
     {Platform::ErrorCode::StillActive, "No more data is available."},
+    {Platform::ErrorCode::PipeConnected, "There is a process on the other end of the pipe."},
+    {Platform::ErrorCode::PipeListening, "The pipe waits for a process to open its other end."},
     {Platform::ErrorCode::IoPending, "Overlapped I/O operation is in progress."},
+    {Platform::ErrorCode::NotFound, "Element not found."},
+    {Platform::ErrorCode::NoSystemResources, "There are not enough system resources to complete the operation."},
 }};
 
 /// The statuses that an operation on a message pipe can end with, and those of ciphering.

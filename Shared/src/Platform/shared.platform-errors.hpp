@@ -12,10 +12,17 @@ namespace ErrorCode
 {
 inline constexpr std::uint32_t Success = 0;
 inline constexpr std::uint32_t BrokenPipe = 109;
+inline constexpr std::uint32_t PipeBusy = 231;
+inline constexpr std::uint32_t NoData = 232;
+inline constexpr std::uint32_t PipeNotConnected = 233;
 inline constexpr std::uint32_t MoreData = 234;
 inline constexpr std::uint32_t WaitTimeout = 258;
 inline constexpr std::uint32_t StillActive = 259;
+inline constexpr std::uint32_t PipeConnected = 535;
+inline constexpr std::uint32_t PipeListening = 536;
 inline constexpr std::uint32_t IoPending = 997;
+inline constexpr std::uint32_t NotFound = 1168;
+inline constexpr std::uint32_t NoSystemResources = 1450;
 } // namespace ErrorCode
 
 /// Code of this thread's last failed system call: GetLastError() on Windows, errno on Linux. Read it at once, before

@@ -1,0 +1,205 @@
+#include "shared.ipc-asyncmessagebasednamedpipe.hpp"
+
+#include "bench.pipepeer.linux.hpp"
+#include "bench.ratio.hpp"
+#include "lab.vellab-childprocess.hpp"
+#include "shared.ipc-asyncmessagebasednamedpipeserver.hpp"
+#include "shared.util-functions.hpp"
+
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <fcntl.h>
+
+using Bench::PipeTalker;
+using Bench::SocketTalker;
+
+namespace
+{
+
+constexpr std::uint32_t BufferSize = 5120;
+
+/// The processors of the process; restores them for the calling thread at the end.
+class Processors
+{
+public:
+    Processors()
+    {
+        CPU_ZERO(&m_set);
+        (void)::pthread_getaffinity_np(::pthread_self(), sizeof m_set, &m_set);
+        for (unsigned i = 0; i < CPU_SETSIZE; ++i)
+        {
+            if (CPU_ISSET(i, &m_set))
+            {
+                m_numbers.push_back(static_cast<int>(i));
+            }
+        }
+    }
+
+    Processors(const Processors&) = delete;
+    Processors& operator=(const Processors&) = delete;
+
+    ~Processors()
+    {
+        (void)::pthread_setaffinity_np(::pthread_self(), sizeof m_set, &m_set);
+    }
+
+    int First() const
+    {
+        return m_numbers.front();
+    }
+
+    int Last() const
+    {
+        return m_numbers.back();
+    }
+
+private:
+    cpu_set_t m_set;
+    std::vector<int> m_numbers;
+};
+
+Lab::ChildRequest RequestPeer(const std::vector<std::string>& arguments)
+{
+    const std::filesystem::path folder = Shared::Util::GetCurrentExecutableDirectory();
+    return {folder / "shared-ipc-bench-peer", arguments, folder, "/dev/null", "/dev/null"};
+}
+
+/// A server whose client is the other process.
+class PipeLink
+{
+public:
+    PipeLink(std::string mode, std::vector<std::string> rest)
+        : m_name(Shared::Util::GenerateGuid()), m_server(m_name, BufferSize, false, L"")
+    {
+        auto connect = m_server.Connect();
+        std::vector<std::string> arguments = {std::move(mode), Shared::Util::ConvertStringType(m_name)};
+        arguments.insert(arguments.end(), rest.begin(), rest.end());
+        m_peer.emplace(RequestPeer(arguments));
+        (void)connect.WaitForCompletion(Shared::Time::Infinite);
+        m_talker.emplace(m_server);
+    }
+
+    PipeTalker& Talker()
+    {
+        return *m_talker;
+    }
+
+private:
+    std::wstring m_name;
+    Shared::Ipc::AsyncMessageBasedNamedPipeServer m_server;
+    std::optional<Lab::ChildProcess> m_peer;
+    std::optional<PipeTalker> m_talker;
+};
+
+/// Connected sockets whose other end the other process has.
+class SocketLink
+{
+public:
+    SocketLink(std::string mode, std::vector<std::string> rest)
+    {
+        std::array<int, 2> ends{};
+        if (::socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0)
+        {
+            std::abort();
+        }
+        m_own = ends[0];
+        (void)::fcntl(m_own, F_SETFD, FD_CLOEXEC);
+        std::vector<std::string> arguments = {std::move(mode), std::to_string(ends[1])};
+        arguments.insert(arguments.end(), rest.begin(), rest.end());
+        m_peer.emplace(RequestPeer(arguments));
+        ::close(ends[1]);
+    }
+
+    SocketLink(const SocketLink&) = delete;
+    SocketLink& operator=(const SocketLink&) = delete;
+
+    ~SocketLink()
+    {
+        ::close(m_own);
+    }
+
+    SocketTalker Talker() const
+    {
+        return SocketTalker(m_own);
+    }
+
+private:
+    int m_own = -1;
+    std::optional<Lab::ChildProcess> m_peer;
+};
+
+// One message to the other process and back. Goal: at most 2.5 times the floor.
+void RoundTrip(benchmark::State& state)
+{
+    const Processors processors;
+    const auto size = static_cast<std::size_t>(state.range(0));
+    const std::string partners = std::to_string(state.range(1) != 0 ? processors.Last() : processors.First());
+    Bench::StayOn(processors.First());
+    PipeLink pipe("--echo-pipe", {partners});
+    const SocketLink socket("--echo-socket", {std::to_string(size), partners});
+    const std::vector<std::uint8_t> message(size, 0x55);
+    std::vector<std::uint8_t> ofPipe = message;
+    std::vector<std::uint8_t> answer(size);
+    const auto ours = [&]
+    {
+        ofPipe = pipe.Talker().Send(std::move(ofPipe));
+        benchmark::DoNotOptimize(pipe.Talker().Receive());
+    };
+    const auto floor = [&]
+    {
+        socket.Talker().Send(message);
+        socket.Talker().Receive(answer);
+        benchmark::DoNotOptimize(answer.data());
+    };
+    constexpr std::size_t Large = 65536;
+    Bench::Compare(state, size < Large ? 50 : 4, ours, floor);
+}
+
+BENCHMARK(RoundTrip)
+    ->UseManualTime()
+    ->ArgNames({"bytes", "betweenTwoProcessors"})
+    ->ArgsProduct({{1024, 65536, 1048576}, {0, 1}});
+
+// Messages of 1 MB in one direction, 16 of them until the other side answers. Goal: at most 2 times the floor.
+void Throughput(benchmark::State& state)
+{
+    constexpr std::size_t Size = 1048576;
+    constexpr int Count = 16;
+    const Processors processors;
+    const std::string partners = std::to_string(state.range(0) != 0 ? processors.Last() : processors.First());
+    Bench::StayOn(processors.First());
+    PipeLink pipe("--drain-pipe", {std::to_string(Count), partners});
+    const SocketLink socket("--drain-socket", {std::to_string(Size), std::to_string(Count), partners});
+    const std::vector<std::uint8_t> message(Size, 0x55);
+    std::vector<std::uint8_t> ofPipe = message;
+    std::vector<std::uint8_t> answer(1);
+    const auto ours = [&]
+    {
+        for (int i = 0; i < Count; ++i)
+        {
+            ofPipe = pipe.Talker().Send(std::move(ofPipe));
+        }
+        benchmark::DoNotOptimize(pipe.Talker().Receive());
+    };
+    const auto floor = [&]
+    {
+        for (int i = 0; i < Count; ++i)
+        {
+            socket.Talker().Send(message);
+        }
+        socket.Talker().Receive(answer);
+    };
+    Bench::Compare(state, 1, ours, floor);
+    state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * Count * static_cast<std::int64_t>(Size));
+}
+
+BENCHMARK(Throughput)->UseManualTime()->ArgName("betweenTwoProcessors")->Arg(0)->Arg(1);
+
+} // namespace
