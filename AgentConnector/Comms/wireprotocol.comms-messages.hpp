@@ -27,8 +27,16 @@ struct InboundMessage
 /// A message that is ready for the pipe.
 struct OutboundMessage
 {
-    /// The bytes of one pipe message.
-    std::vector<std::byte> Data;
+    // Zero in every message that the agent builds; only `Data` reaches the pipe.
+    std::uint32_t reserved = 0;
+    bool reservedFlag = false;
+    bool secondReservedFlag = false;
+
+    /// The bytes of one pipe message, as Serialise() made them.
+    std::vector<std::uint8_t> Data;
+
+    std::uint64_t secondReserved = 0;
+    bool thirdReservedFlag = false;
 };
 
 } // namespace WireProtocol::Comms

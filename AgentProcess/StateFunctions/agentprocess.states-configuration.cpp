@@ -2,7 +2,8 @@
 
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
-#include "wireprotocol.comms-identifiers.hpp"
+
+#include <msg_ids.pb.h>
 
 namespace Agent::Process::StateFunctions
 {
@@ -18,9 +19,8 @@ void RequestFromServer(LoopContext&)
 void ConfigCompleted(LoopContext& context)
 {
     Shared::Log::Warn("This build starts no analytics and compares no versions yet");
-    context.appState.inboundMessages.RemoveAll(
-        [](const InboundMessage& message)
-        { return message.MsgId == WireProtocol::Comms::MsgIds::MSGIDS_CONFIG_CHANGES; });
+    context.appState.inboundMessages.RemoveAll([](const InboundMessage& message)
+                                               { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });
     (void)context.identity.UpdateEnablement(context.appState);
     context.appState.runtimeStates.Push(RuntimeState::InPolling);
 }

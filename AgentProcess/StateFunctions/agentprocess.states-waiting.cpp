@@ -1,5 +1,6 @@
 #include "agentprocess.states-waiting.hpp"
 
+#include "agentcore.ops-messageprocessing.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.time-clock.hpp"
@@ -127,6 +128,11 @@ void InPolling(LoopContext& context)
          [&]
          {
              OnRegistryChangedInPolling(context);
+         }},
+        {appState.inboundMessages.GetEventHandle(),
+         [&]
+         {
+             AgentCore::Ops::ProcessIncomingMessages(context.messageResponses, appState);
          }},
         // Handled by the main loop right after this function.
         {context.messageResponses.GetEventHandle(),

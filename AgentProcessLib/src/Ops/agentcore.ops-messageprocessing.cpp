@@ -1,16 +1,21 @@
 #include "agentcore.ops-messageprocessing.hpp"
 
 #include "agentcore.messaging-pollresponse.hpp"
+#include "agentcore.messaging-responsehelper.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.time-clock.hpp"
-#include "wireprotocol.comms-identifiers.hpp"
+#include "wireprotocol.comms-functions.hpp"
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <string>
+#include <utility>
+
+#include <comms_protocol.pb.h>
+#include <msg_ids.pb.h>
 
 namespace AgentCore::Ops
 {
@@ -20,8 +25,6 @@ namespace
 
 using Messaging::MessageResponse;
 using Messaging::MessageResponseStatus;
-namespace Flags = WireProtocol::Comms::Flags;
-namespace MsgIds = WireProtocol::Comms::MsgIds;
 
 /// One request for configuration: where its sequence number is kept, and what follows its answer.
 struct ConfigStep
@@ -52,18 +55,18 @@ struct FailedStep
 
 /// In the order of the tests; the last that holds wins.
 constexpr std::array<FailedStep, 9> FailedSteps = {
-    {{{MsgIds::MSGIDS_AGENT_REGISTER_REQUEST, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE},
+    {{{Messages::MSGIDS_AGENT_REGISTER_REQUEST, Messages::MSGIDS_AGENT_REGISTER_RESPONSE},
       nullptr,
       RuntimeState::Register,
       "Register failed"},
-     {{MsgIds::MSGIDS_AGENT_STARTUP_REQUEST, MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE},
+     {{Messages::MSGIDS_AGENT_STARTUP_REQUEST, Messages::MSGIDS_AGENT_STARTUP_RESPONSE},
       nullptr,
       RuntimeState::Startup,
       "Startup response failed"},
      {{}, &AppState::networkConfigSeqNum, RuntimeState::GetNetworkConfig, "Network object config failed"},
      {{}, &AppState::testsConfigSeqNum, RuntimeState::GetTestsConfig, "Tests config failed"},
      {{}, &AppState::tagConfigSeqNum, RuntimeState::GetTagConfig, "Tag config failed"},
-     {{MsgIds::MSGIDS_AGENT_USER_GROUPS_REQUEST, MsgIds::MSGIDS_AGENT_USER_GROUPS_REQUEST},
+     {{Messages::MSGIDS_AGENT_USER_GROUPS_REQUEST, Messages::MSGIDS_AGENT_USER_GROUPS_REQUEST},
       nullptr,
       RuntimeState::GetUserGroups,
       "User groups failed"},
@@ -72,7 +75,35 @@ constexpr std::array<FailedStep, 9> FailedSteps = {
      {{}, &AppState::curlConfigSeqNum, RuntimeState::GetCurlConfig, "Curl config failed"}}};
 
 constexpr std::array<std::uint32_t, 3> OnlyLoggedWhenFailed = {
-    MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MsgIds::MSGIDS_AGENT_POLL_REQUEST, MsgIds::MSGIDS_CONFIG_ATTACH_RESULT};
+    Messages::MSGIDS_AGENT_POLL_RESPONSE, Messages::MSGIDS_AGENT_POLL_REQUEST, Messages::MSGIDS_CONFIG_ATTACH_RESULT};
+
+enum class Judgement : std::uint8_t
+{
+    /// There is nothing to judge: the message counts as accepted.
+    None,
+    Config,
+    Server
+};
+
+struct KnownMessage
+{
+    std::uint32_t msgId;
+    Judgement judgement;
+};
+
+/// What the server sends on its own and in answer.
+constexpr std::array<KnownMessage, 11> KnownMessages = {
+    {{Messages::MSGIDS_ROUTER_ONLINE_STATUS_CHANGE, Judgement::None},
+     {Messages::MSGIDS_ROUTER_FEATURES, Judgement::None},
+     {Messages::MSGIDS_ROUTER_REMOTE_SUBSCRIPTIONS, Judgement::None},
+     {Messages::MSGIDS_CONFIG_CHANGES, Judgement::None},
+     {Messages::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, Judgement::None},
+     {Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST, Judgement::None},
+     {Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION, Judgement::None},
+     {Messages::MSGIDS_CONFIG_GET2_RESPONSE, Judgement::Config},
+     {Messages::MSGIDS_CONFIG_ATTACH_RESULT, Judgement::Config},
+     {Messages::MSGIDS_AGENT_STARTUP_RESPONSE, Judgement::Server},
+     {Messages::MSGIDS_AGENT_POLL_RESPONSE, Judgement::Server}}};
 
 /// Time for the server to have all of a changed configuration before it is asked for it.
 constexpr std::chrono::milliseconds ConfigChangeDelay(2000);
@@ -99,7 +130,7 @@ bool Matches(const FailedStep& step, const AppState& appState, const MessageResp
 void OnAcknowledgement(const MessageResponse& message)
 {
     // A delivery that failed acknowledges nothing, whatever its flags say.
-    if (message.MsgId == MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST && message.DeliveryFailed == 0)
+    if (message.MsgId == Messages::MSGIDS_AGENT_HISTORIC_POLL_REQUEST && message.DeliveryFailed == 0)
     {
         Shared::Log::Info("Received ACK for historic poll with seqnum {}. Resending another...", message.SeqNum);
         Shared::Log::Warn("This build keeps no historic polls yet: nothing was deleted and nothing is sent");
@@ -179,7 +210,40 @@ void OnUpdateRequest(AppState& appState)
     appState.runtimeStates.Push(RuntimeState::RunUpdateTask);
 }
 
+MessageResponse Judge(const Messaging::ResponseHelper& helper, WireProtocol::Comms::InboundMessage message)
+{
+    const auto* const known = std::find_if(
+        KnownMessages.begin(), KnownMessages.end(),
+        [&](const KnownMessage& candidate) { return candidate.msgId == message.MsgId; });
+    if (known == KnownMessages.end())
+    {
+        Shared::Log::Warn("Unknown message ignored {}", WireProtocol::Comms::FormatMessageId(message.MsgId));
+        return {std::move(message), MessageResponseStatus::Failure};
+    }
+    switch (known->judgement)
+    {
+    case Judgement::Config:
+        return helper.HandleConfigResponse(std::move(message));
+    case Judgement::Server:
+        return helper.HandleServerResponse(std::move(message));
+    case Judgement::None:
+        break;
+    }
+    return {std::move(message), MessageResponseStatus::Success};
+}
+
 } // namespace
+
+void ProcessIncomingMessages(MessageResponses& messageResponses, AppState& appState)
+{
+    const Messaging::ResponseHelper helper(&appState.inboundMessages);
+    // One at a time: a message whose judgement throws is off the queue, and takes no other with it.
+    WireProtocol::Comms::InboundMessage message;
+    while (appState.inboundMessages.TakeFirst([](const WireProtocol::Comms::InboundMessage&) { return true; }, message))
+    {
+        messageResponses.Push(Judge(helper, std::move(message)));
+    }
+}
 
 void ProcessMessageResponse(AppState& appState, MessageResponses& messageResponses)
 {
@@ -201,44 +265,46 @@ void ProcessMessageResponse(AppState& appState, MessageResponses& messageRespons
         appState.runtimeStates.Push(RuntimeState::StopRequested);
         return;
     case MessageResponseStatus::Failure:
-        Shared::Log::Warn("Unsuccessful processing on {}", message.MsgId);
+        Shared::Log::Warn("Unsuccessful processing on {}", WireProtocol::Comms::FormatMessageId(message.MsgId));
         ProcessAndSetFailed(appState, message);
         return;
     }
-    Shared::Log::Warn("Unknown status {} on {}", static_cast<std::uint32_t>(message.Status), message.MsgId);
+    Shared::Log::Warn(
+        "Unknown status {} on {}", static_cast<std::uint32_t>(message.Status),
+        WireProtocol::Comms::FormatMessageId(message.MsgId));
 }
 
 void ProcessSuccessfulMessage(AppState& appState, const MessageResponse& message)
 {
-    if ((message.Flags & Flags::FLAGS_ACK) != 0)
+    if ((message.Flags & FLAGS_ACK) != 0)
     {
         OnAcknowledgement(message);
         return;
     }
     switch (message.MsgId)
     {
-    case MsgIds::MSGIDS_ROUTER_FEATURES:
+    case Messages::MSGIDS_ROUTER_FEATURES:
         OnRouterFeatures(appState);
         break;
-    case MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE:
+    case Messages::MSGIDS_AGENT_REGISTER_RESPONSE:
         appState.runtimeStates.Push(RuntimeState::Startup);
         break;
-    case MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE:
+    case Messages::MSGIDS_AGENT_STARTUP_RESPONSE:
         OnStartupResponse(appState, message);
         break;
-    case MsgIds::MSGIDS_AGENT_POLL_RESPONSE:
+    case Messages::MSGIDS_AGENT_POLL_RESPONSE:
         OnPollResponse(appState, message);
         break;
-    case MsgIds::MSGIDS_CONFIG_GET2_RESPONSE:
+    case Messages::MSGIDS_CONFIG_GET2_RESPONSE:
         OnConfigResponse(appState, message);
         break;
-    case MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION:
+    case Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION:
         OnUserGroups(appState);
         break;
-    case MsgIds::MSGIDS_CONFIG_CHANGES:
+    case Messages::MSGIDS_CONFIG_CHANGES:
         OnConfigChanges(appState);
         break;
-    case MsgIds::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST:
+    case Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST:
         OnUpdateRequest(appState);
         break;
     default:

@@ -11,6 +11,11 @@ using MessageResponses = Shared::Concurrency::ThreadSafeQueue<Messaging::Message
 
 // How finished exchanges with the server move the main loop on. Main thread only.
 
+/// Takes all that the connector has delivered, judges each message by its kind, and hands the answers over. Kinds that the
+/// agent does not know are answered with Failure and a line in the log.
+/// Throws as the judgements of ResponseHelper; the message is then gone, and those behind it wait for the next call.
+void ProcessIncomingMessages(MessageResponses& messageResponses, AppState& appState);
+
 /// Takes one response off the queue, if there is one, and acts on it; more are left for later passes. The response is
 /// off the queue also when acting on it throws.
 /// Throws the runtime exceptions "An inbound message had an error: " and what failed, "Failed to parse PollResponse "

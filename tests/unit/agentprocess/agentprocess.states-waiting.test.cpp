@@ -78,6 +78,19 @@ TEST_F(WaitingStatesTest, TheWatchIsArmedAgainAlsoWhenTheReactionThrows)
     EXPECT_TRUE(IsWatchArmed());
 }
 
+TEST_F(WaitingStatesTest, MessagesOfTheServerBecomeResponses)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_state.inboundMessages.Push({5, 24102, R"({"statusCode":200})", 0, 0, {}});
+    m_state.inboundMessages.Push({6, 22, "", 0, 0, {}});
+    StateFunctions::InPolling(m_context);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_TRUE(m_state.inboundMessages.Empty());
+    ASSERT_EQ(m_responses.Size(), 2U);
+    EXPECT_EQ(m_responses.At(0).Status, MessageResponseStatus::Success);
+    EXPECT_EQ(m_responses.At(1).MsgId, 22U);
+}
+
 TEST_F(WaitingStatesTest, AResponseEndsTheWaitAndIsLeftToTheMainLoop)
 {
     SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});

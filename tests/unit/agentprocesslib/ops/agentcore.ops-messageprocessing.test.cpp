@@ -9,13 +9,15 @@
 #include "shared.winreg-functions.hpp"
 #include "test.support-capturedlog.hpp"
 #include "test.support-settingsstore.hpp"
-#include "wireprotocol.comms-identifiers.hpp"
+#include "wireprotocol.comms-functions.hpp"
 
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
+
+#include <msg_ids.pb.h>
 
 namespace
 {
@@ -27,7 +29,6 @@ using AgentCore::Ops::MessageResponses;
 using AgentCore::Ops::RuntimeState;
 using Shared::Log::Level;
 using ::testing::HasSubstr;
-namespace MsgIds = WireProtocol::Comms::MsgIds;
 namespace WinReg = Shared::WinReg;
 
 class MessageProcessingTest : public ::testing::Test
@@ -97,7 +98,7 @@ TEST_F(MessageProcessingTest, AnEmptyQueueChangesNothing)
 TEST_F(MessageProcessingTest, OneResponseIsTakenPerCallAndTheEventFollowsWhatIsLeft)
 {
     m_responses.Push(
-        MessageResponse({1, MsgIds::MSGIDS_AGENT_REGISTER_RESPONSE, "", 0, 0, {}}, MessageResponseStatus::Success));
+        MessageResponse({1, Messages::MSGIDS_AGENT_REGISTER_RESPONSE, "", 0, 0, {}}, MessageResponseStatus::Success));
     m_responses.Push(MessageResponse({2, 4711, "", 0, 0, {}}, MessageResponseStatus::Reregister));
     AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
     EXPECT_EQ(Top(), RuntimeState::Startup);
@@ -111,7 +112,7 @@ TEST_F(MessageProcessingTest, OneResponseIsTakenPerCallAndTheEventFollowsWhatIsL
 TEST_F(MessageProcessingTest, AFailingResponseIsOffTheQueueToo)
 {
     EXPECT_EQ(
-        FailureOf(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE), "An inbound message had an error: Startup response failed");
+        FailureOf(Messages::MSGIDS_AGENT_STARTUP_RESPONSE), "An inbound message had an error: Startup response failed");
     EXPECT_TRUE(m_responses.Empty());
     EXPECT_FALSE(Shared::Concurrency::WaitFor(m_responses.GetEventHandle(), 0));
 }
@@ -128,15 +129,15 @@ TEST_F(MessageProcessingTest, AnUnknownStatusIsOnlyLogged)
 {
     Process(4711, static_cast<MessageResponseStatus>(9));
     EXPECT_EQ(Top(), RuntimeState::Initialise);
-    EXPECT_EQ(m_log.Count(Level::Warning, "Unknown status 9 on 4711"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Unknown status 9 on unknown (4711)"), 1U);
 }
 
 TEST_F(MessageProcessingTest, TheFirstRouterFeaturesAreIgnoredTheSecondRestartTheThirdAreIgnored)
 {
     Enter(RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    Process(Messages::MSGIDS_ROUTER_FEATURES);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    Process(Messages::MSGIDS_ROUTER_FEATURES);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
     EXPECT_EQ(
         m_log.Count(
@@ -145,14 +146,14 @@ TEST_F(MessageProcessingTest, TheFirstRouterFeaturesAreIgnoredTheSecondRestartTh
             "will re-initialise."),
         1U);
     Enter(RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_ROUTER_FEATURES);
+    Process(Messages::MSGIDS_ROUTER_FEATURES);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
 }
 
 TEST_F(MessageProcessingTest, AStartupResponseLeadsOnOnlyFromStartup)
 {
     Enter(RuntimeState::Startup);
-    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE);
+    Process(Messages::MSGIDS_AGENT_STARTUP_RESPONSE);
     EXPECT_EQ(Top(), RuntimeState::GetNetworkConfig);
     EXPECT_GT(m_state.lastConnectedTime, 1'700'000'000);
     EXPECT_FALSE(
@@ -163,7 +164,7 @@ TEST_F(MessageProcessingTest, AStartupResponseLeadsOnOnlyFromStartup)
 TEST_F(MessageProcessingTest, ASecondStartupResponseDuringInPollingOnlyLogsAWarning)
 {
     Enter(RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 123);
+    Process(Messages::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 123);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
     EXPECT_EQ(m_state.lastConnectedTime, 0);
     EXPECT_EQ(
@@ -177,10 +178,10 @@ TEST_F(MessageProcessingTest, ASecondStartupResponseDuringInPollingOnlyLogsAWarn
 TEST_F(MessageProcessingTest, APollResponseThatAsksForConfigurationRestarts)
 {
     Enter(RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, R"({"fetchConfig":false})");
+    Process(Messages::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, R"({"fetchConfig":false})");
     EXPECT_EQ(Top(), RuntimeState::InPolling);
     EXPECT_GT(m_state.lastConnectedTime, 0);
-    Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 6, R"({"fetchConfig":true})");
+    Process(Messages::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 6, R"({"fetchConfig":true})");
     EXPECT_EQ(Top(), RuntimeState::Initialise);
     EXPECT_EQ(m_log.Count(Level::Info, "The poll response has indicated that we should fetch our config"), 1U);
 }
@@ -188,7 +189,7 @@ TEST_F(MessageProcessingTest, APollResponseThatAsksForConfigurationRestarts)
 TEST_F(MessageProcessingTest, AnUnreadablePollResponseIsAnException)
 {
     EXPECT_THROW(
-        Process(MsgIds::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, "x"),
+        Process(Messages::MSGIDS_AGENT_POLL_RESPONSE, MessageResponseStatus::Success, 5, "x"),
         Shared::Exception::RuntimeException);
 }
 
@@ -207,7 +208,7 @@ TEST_F(MessageProcessingTest, EachConfigurationAnswerLeadsToTheNextState)
     for (const auto& [field, next] : steps)
     {
         m_state.*field = ++number;
-        Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, number);
+        Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, number);
         EXPECT_EQ(Top(), next);
     }
 }
@@ -216,17 +217,17 @@ TEST_F(MessageProcessingTest, AConfigurationAnswerThatNobodyAskedForHasNoEffect)
 {
     Enter(RuntimeState::GetTagConfig);
     m_state.tagConfigSeqNum = 40;
-    Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 41);
-    Process(MsgIds::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 0);
+    Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 41);
+    Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 0);
     EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
 }
 
 TEST_F(MessageProcessingTest, UserGroupsLeadOnFromTheirStateAndRestartFromEveryOther)
 {
     Enter(RuntimeState::GetUserGroups);
-    Process(MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
+    Process(Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
     EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
-    Process(MsgIds::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
+    Process(Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
     EXPECT_EQ(
         m_log.Count(
@@ -241,7 +242,7 @@ TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
     Shared::Time::ClockControl::SetSpeed(100);
     Enter(RuntimeState::InPolling);
     const auto before = Shared::Time::MonotonicNow();
-    Process(MsgIds::MSGIDS_CONFIG_CHANGES);
+    Process(Messages::MSGIDS_CONFIG_CHANGES);
     EXPECT_GE(Shared::Time::MonotonicNow() - before, std::chrono::milliseconds(1990));
     EXPECT_EQ(Top(), RuntimeState::Initialise);
 }
@@ -249,24 +250,24 @@ TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
 TEST_F(MessageProcessingTest, AnUpdateRequestLeadsToTheUpdateTask)
 {
     Enter(RuntimeState::InPolling);
-    Process(MsgIds::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST);
+    Process(Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST);
     EXPECT_EQ(Top(), RuntimeState::RunUpdateTask);
 }
 
 TEST_F(MessageProcessingTest, AnAcknowledgementMovesNothing)
 {
     Enter(RuntimeState::Startup);
-    Process(MsgIds::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 9, "", 1);
+    Process(Messages::MSGIDS_AGENT_STARTUP_RESPONSE, MessageResponseStatus::Success, 9, "", 1);
     EXPECT_EQ(Top(), RuntimeState::Startup);
-    Process(MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, MessageResponseStatus::Success, 9, "", 1 + 1024);
+    Process(Messages::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, MessageResponseStatus::Success, 9, "", 1 + 1024);
     EXPECT_EQ(Top(), RuntimeState::Startup);
     EXPECT_EQ(m_log.Count(Level::Info, "Received ACK for historic poll with seqnum 9. Resending another..."), 1U);
 }
 
 TEST_F(MessageProcessingTest, AHistoricPollThatWasNotDeliveredIsNoAcknowledgement)
 {
-    m_responses.Push(
-        MessageResponse({9, MsgIds::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, "", 1, 1, {}}, MessageResponseStatus::Success));
+    m_responses.Push(MessageResponse(
+        {9, Messages::MSGIDS_AGENT_HISTORIC_POLL_REQUEST, "", 1, 1, {}}, MessageResponseStatus::Success));
     AgentCore::Ops::ProcessMessageResponse(m_state, m_responses);
     EXPECT_EQ(m_log.Count(Level::Info, "Received ACK"), 0U);
 }
@@ -303,7 +304,10 @@ TEST_F(MessageProcessingTest, EachFailureGoesBackToItsStateAndSaysSo)
         }
         EXPECT_EQ(FailureOf(row.msgId, number), "An inbound message had an error: " + row.text);
         EXPECT_EQ(Top(), row.state);
-        EXPECT_GE(m_log.Count(Level::Warning, "Unsuccessful processing on " + std::to_string(row.msgId)), 1U);
+        EXPECT_GE(
+            m_log.Count(
+                Level::Warning, "Unsuccessful processing on " + WireProtocol::Comms::FormatMessageId(row.msgId)),
+            1U);
     }
 }
 
@@ -332,6 +336,44 @@ TEST_F(MessageProcessingTest, FailedPollsAndAttachResultsAreOnlyLogged)
         EXPECT_EQ(FailureOf(msgId), "no exception");
         EXPECT_EQ(Top(), RuntimeState::InPolling);
     }
+}
+
+TEST_F(MessageProcessingTest, EachKindOfIncomingMessageIsJudgedInItsWay)
+{
+    for (const std::uint32_t unjudged : {19U, 22U, 89U, 6056U, 24003U, 24104U, 24201U})
+    {
+        m_state.inboundMessages.Push({1, unjudged, "no JSON", 0, 0, {}});
+    }
+    m_state.inboundMessages.Push({1, 6006, R"({"success":true})", 0, 0, {}});
+    m_state.inboundMessages.Push({1, 6054, R"({"success":false})", 0, 0, {}});
+    m_state.inboundMessages.Push({1, 24101, R"({"statusCode":200})", 0, 0, {}});
+    m_state.inboundMessages.Push({1, 24102, R"({"statusCode":400,"action":"reregister"})", 0, 0, {}});
+    m_state.inboundMessages.Push({1, 24100, "{}", 0, 0, {}});
+    m_state.inboundMessages.Push({1, 4711, "{}", 0, 0, {}});
+    AgentCore::Ops::ProcessIncomingMessages(m_responses, m_state);
+    ASSERT_EQ(m_responses.Size(), 13U);
+    for (std::size_t i = 0; i < 8; ++i)
+    {
+        EXPECT_EQ(m_responses.At(i).Status, MessageResponseStatus::Success) << i;
+    }
+    EXPECT_EQ(m_responses.At(8).Status, MessageResponseStatus::Failure);
+    EXPECT_EQ(m_responses.At(9).Status, MessageResponseStatus::Success);
+    EXPECT_EQ(m_responses.At(10).Status, MessageResponseStatus::Reregister);
+    EXPECT_EQ(m_responses.At(11).Status, MessageResponseStatus::Failure);
+    EXPECT_EQ(m_responses.At(12).Status, MessageResponseStatus::Failure);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Unknown message ignored MSGIDS_AGENT_REGISTER_RESPONSE (24100)"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Warning, "Unknown message ignored unknown (4711)"), 1U);
+}
+
+TEST_F(MessageProcessingTest, AMessageThatCannotBeJudgedTakesNoOtherWithIt)
+{
+    m_state.inboundMessages.Push({1, 24101, "no JSON", 0, 0, {}});
+    m_state.inboundMessages.Push({2, 24101, R"({"statusCode":200})", 0, 0, {}});
+    EXPECT_THROW(AgentCore::Ops::ProcessIncomingMessages(m_responses, m_state), Shared::Exception::RuntimeException);
+    EXPECT_EQ(m_state.inboundMessages.Size(), 1U);
+    AgentCore::Ops::ProcessIncomingMessages(m_responses, m_state);
+    ASSERT_EQ(m_responses.Size(), 1U);
+    EXPECT_EQ(m_responses.At(0).SeqNum, 2U);
 }
 
 } // namespace
