@@ -1,5 +1,6 @@
 #include "tools.velinventory-json.hpp"
 
+#include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
@@ -81,12 +82,15 @@ void WriteMissing(Writer& writer, const AgentCore::System::InventoryGaps& gaps)
 
 std::string FormatJson(const Report& report, Secrets secrets)
 {
-    const auto startup = Shared::Protobuf::GenerateJSONFrom(report.startup);
+    // Read back, so that all of the text is laid out alike.
+    rapidjson::Document startup;
+    startup.Parse(Shared::Protobuf::GenerateJSONFrom(report.startup));
     rapidjson::StringBuffer buffer;
     Writer writer(buffer);
+    writer.SetIndent(' ', 2);
     writer.StartObject();
     writer.Key("startup");
-    writer.RawValue(startup.data(), startup.size(), rapidjson::kObjectType);
+    startup.Accept(writer);
     writer.Key("settings");
     WriteSettings(writer, report.settings, secrets);
     writer.Key("missing");
