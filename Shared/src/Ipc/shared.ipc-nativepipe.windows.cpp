@@ -51,6 +51,9 @@ public:
     {
     }
 
+    WindowsEnd(const WindowsEnd&) = delete;
+    WindowsEnd& operator=(const WindowsEnd&) = delete;
+
     ~WindowsEnd() override
     {
         Close();

@@ -25,8 +25,8 @@ Bytes Numbered(std::size_t size)
 Bytes Packet(std::size_t remaining, const Bytes& part)
 {
     const Header header = EncodeHeader(static_cast<std::uint32_t>(remaining));
-    Bytes packet(header.begin(), header.end());
-    packet.insert(packet.end(), part.begin(), part.end());
+    Bytes packet(header.size() + part.size());
+    std::copy(part.begin(), part.end(), std::copy(header.begin(), header.end(), packet.begin()));
     return packet;
 }
 
