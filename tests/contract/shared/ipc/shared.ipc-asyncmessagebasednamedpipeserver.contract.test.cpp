@@ -212,6 +212,16 @@ TEST_F(ServerTest, NothingIsReadOrWrittenBeforeAClientIsThere)
     EXPECT_EQ(PipeCode([&] { (void)server.Write(Bytes{1}); }), 536U);
     OverlappedOp connect = server.Connect();
     EXPECT_EQ(PipeCode([&] { (void)server.Read(); }), 536U);
+}
+
+TEST_F(ServerTest, NothingIsReadOrWrittenAfterADisconnect)
+{
+    if (TestSupport::IsWine())
+    {
+        GTEST_SKIP() << "Wine takes a pipe that waited for its first client for one that still does";
+    }
+    Server server = Make();
+    OverlappedOp connect = server.Connect();
     server.Disconnect();
     EXPECT_EQ(PipeCode([&] { (void)server.Read(); }), 233U);
     EXPECT_EQ(PipeCode([&] { (void)server.Write(Bytes{1}); }), 233U);
@@ -283,7 +293,8 @@ TEST_F(ServerTest, TheLastClientsBytesAreNotTheNextOnes)
     Server server = Make();
     Client first;
     Link(server, first, m_name);
-    EXPECT_TRUE(Send(first, MakeMessage(6000)));
+    // More than Windows buffers: the write ends when all of it has been read, which here it never is.
+    const OverlappedIo write = first.Write(MakeMessage(6000));
     OverlappedIo read = server.Read();
     ASSERT_TRUE(read.WaitForCompletion(LimitMs));
     ASSERT_TRUE(read.IsPartial());
