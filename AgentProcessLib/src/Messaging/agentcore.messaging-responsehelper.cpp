@@ -164,7 +164,7 @@ RegisterResponse ResponseHelper::HandleRegistration() const
     {
         throw RuntimeException("Server responded with Registration response failure");
     }
-    const RegisterResponse response = ParseRegisterResponse(message.Payload);
+    RegisterResponse response = ParseRegisterResponse(message.Payload);
     HandleErrorResponses(response);
     return response;
 }

@@ -78,7 +78,10 @@ OverlappedOp& OverlappedOp::operator=(OverlappedOp&& other) noexcept
 
 OverlappedOp& OverlappedOp::operator=(const OverlappedOp& other)
 {
-    Copy(other);
+    if (this != &other)
+    {
+        Copy(other);
+    }
     return *this;
 }
 

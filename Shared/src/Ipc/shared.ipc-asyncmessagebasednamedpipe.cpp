@@ -40,6 +40,8 @@ std::vector<std::uint8_t> ToUtf16Bytes(const std::wstring& text)
     bytes.reserve(text.size() * 2);
     for (const wchar_t character : text)
     {
+        // A wide character is not signed on one platform and is on the other; as a number it is none of a narrow one.
+        // NOLINTNEXTLINE(bugprone-signed-char-misuse)
         const auto code = static_cast<std::uint32_t>(character);
         if (code < FirstSupplementary)
         {

@@ -285,6 +285,9 @@ public:
     {
     }
 
+    ServerEnd(const ServerEnd&) = delete;
+    ServerEnd& operator=(const ServerEnd&) = delete;
+
     ~ServerEnd() override
     {
         Close();
@@ -363,6 +366,9 @@ public:
     {
         m_thread->Attach(m_connection->GetDescriptor(), m_connection, Concurrency::Readiness::Nothing);
     }
+
+    ClientEnd(const ClientEnd&) = delete;
+    ClientEnd& operator=(const ClientEnd&) = delete;
 
     ~ClientEnd() override
     {

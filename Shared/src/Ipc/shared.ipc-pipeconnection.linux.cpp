@@ -532,7 +532,7 @@ BlockPointer PipeConnection::TakeOut(const OverlappedBlock* block, std::uint32_t
     return nullptr;
 }
 
-BlockPointer PipeConnection::TakeOutRead(std::deque<Read>::iterator read, std::uint32_t status) noexcept
+BlockPointer PipeConnection::TakeOutRead(const std::deque<Read>::iterator& read, std::uint32_t status) noexcept
 {
     BlockPointer block = std::move(read->block);
     if (read->done > 0)
@@ -551,7 +551,7 @@ BlockPointer PipeConnection::TakeOutRead(std::deque<Read>::iterator read, std::u
     return block;
 }
 
-BlockPointer PipeConnection::TakeOutWrite(std::deque<Write>::iterator write, std::uint32_t status) noexcept
+BlockPointer PipeConnection::TakeOutWrite(const std::deque<Write>::iterator& write, std::uint32_t status) noexcept
 {
     BlockPointer block = std::move(write->block);
     if (write->hasBegun && m_socket.IsValid())

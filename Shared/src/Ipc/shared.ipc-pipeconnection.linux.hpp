@@ -106,8 +106,8 @@ private:
     BlockPointer EndFirstWrite() noexcept;
     /// Takes out, with that status, the operation of `block`, or any when null; its block, or null when there is none.
     BlockPointer TakeOut(const Concurrency::OverlappedBlock* block, std::uint32_t status) noexcept;
-    BlockPointer TakeOutRead(std::deque<Read>::iterator read, std::uint32_t status) noexcept;
-    BlockPointer TakeOutWrite(std::deque<Write>::iterator write, std::uint32_t status) noexcept;
+    BlockPointer TakeOutRead(const std::deque<Read>::iterator& read, std::uint32_t status) noexcept;
+    BlockPointer TakeOutWrite(const std::deque<Write>::iterator& write, std::uint32_t status) noexcept;
     void FinishWrite(Write& write, std::uint32_t status) noexcept;
     bool HasRoomFor(std::size_t size) const noexcept;
     /// What a wait for this operation has to poll for; Nothing when it is not pending here.
