@@ -404,7 +404,8 @@ PipeConnection::Outcome PipeConnection::GoOn(Read& read) noexcept
             }
             if (read.done == buffer.size())
             {
-                return NtStatus::BufferOverflow;
+                // A read of nothing takes nothing from a message whose rest will not come.
+                return buffer.empty() && IsOver() ? NtStatus::PipeBroken : NtStatus::BufferOverflow;
             }
         }
         std::size_t received = 0;
