@@ -1,5 +1,6 @@
 #include "shared.concurrency-event.hpp"
 
+#include "bench.processors.linux.hpp"
 #include "bench.ratio.hpp"
 #include "shared.time-clock.hpp"
 
@@ -72,46 +73,6 @@ void StayOn(int processor)
     (void)::pthread_setaffinity_np(::pthread_self(), sizeof set, &set);
 }
 
-/// The processors of the process; restores them for the calling thread at the end.
-class Processors
-{
-public:
-    Processors()
-    {
-        CPU_ZERO(&m_set);
-        (void)::pthread_getaffinity_np(::pthread_self(), sizeof m_set, &m_set);
-        for (unsigned i = 0; i < CPU_SETSIZE; ++i)
-        {
-            if (CPU_ISSET(i, &m_set))
-            {
-                m_numbers.push_back(static_cast<int>(i));
-            }
-        }
-    }
-
-    Processors(const Processors&) = delete;
-    Processors& operator=(const Processors&) = delete;
-
-    ~Processors()
-    {
-        (void)::pthread_setaffinity_np(::pthread_self(), sizeof m_set, &m_set);
-    }
-
-    int First() const
-    {
-        return m_numbers.front();
-    }
-
-    int Last() const
-    {
-        return m_numbers.back();
-    }
-
-private:
-    cpu_set_t m_set;
-    std::vector<int> m_numbers;
-};
-
 /// Two threads that wake each other in turn. One round trip is two signals and two wake-ups.
 template <typename OneEvent>
 class PingPong
@@ -162,7 +123,7 @@ private:
 // floor.
 void SignalWakesAnotherThread(benchmark::State& state)
 {
-    const Processors processors;
+    const Bench::Processors processors;
     const bool betweenTwo = state.range(0) != 0;
     const int partners = betweenTwo ? processors.Last() : processors.First();
     StayOn(processors.First());

@@ -1,6 +1,7 @@
 #include "shared.ipc-asyncmessagebasednamedpipe.hpp"
 
 #include "bench.pipepeer.linux.hpp"
+#include "bench.processors.linux.hpp"
 #include "bench.ratio.hpp"
 #include "lab.vellab-childprocess.hpp"
 #include "shared.ipc-asyncmessagebasednamedpipeserver.hpp"
@@ -24,46 +25,6 @@ namespace
 {
 
 constexpr std::uint32_t BufferSize = 5120;
-
-/// The processors of the process; restores them for the calling thread at the end.
-class Processors
-{
-public:
-    Processors()
-    {
-        CPU_ZERO(&m_set);
-        (void)::pthread_getaffinity_np(::pthread_self(), sizeof m_set, &m_set);
-        for (unsigned i = 0; i < CPU_SETSIZE; ++i)
-        {
-            if (CPU_ISSET(i, &m_set))
-            {
-                m_numbers.push_back(static_cast<int>(i));
-            }
-        }
-    }
-
-    Processors(const Processors&) = delete;
-    Processors& operator=(const Processors&) = delete;
-
-    ~Processors()
-    {
-        (void)::pthread_setaffinity_np(::pthread_self(), sizeof m_set, &m_set);
-    }
-
-    int First() const
-    {
-        return m_numbers.front();
-    }
-
-    int Last() const
-    {
-        return m_numbers.back();
-    }
-
-private:
-    cpu_set_t m_set;
-    std::vector<int> m_numbers;
-};
 
 Lab::ChildRequest RequestPeer(const std::vector<std::string>& arguments)
 {
@@ -138,7 +99,7 @@ private:
 // One message to the other process and back. Goal: at most 2.5 times the floor.
 void RoundTrip(benchmark::State& state)
 {
-    const Processors processors;
+    const Bench::Processors processors;
     const auto size = static_cast<std::size_t>(state.range(0));
     const std::string partners = std::to_string(state.range(1) != 0 ? processors.Last() : processors.First());
     Bench::StayOn(processors.First());
@@ -172,7 +133,7 @@ void Throughput(benchmark::State& state)
 {
     constexpr std::size_t Size = 1048576;
     constexpr int Count = 16;
-    const Processors processors;
+    const Bench::Processors processors;
     const std::string partners = std::to_string(state.range(0) != 0 ? processors.Last() : processors.First());
     Bench::StayOn(processors.First());
     PipeLink pipe("--drain-pipe", {std::to_string(Count), partners});
