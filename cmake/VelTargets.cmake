@@ -155,7 +155,7 @@ function(vel_test name)
     vel_add_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} vel::gtest_main)
     target_compile_definitions(${name} PRIVATE VEL_TIME_SCALE=${VEL_TIME_SCALE})
 
-    set(properties LABELS ${ARG_LABELS} TIMEOUT ${timeout})
+    set(properties LABELS ${ARG_LABELS} TIMEOUT ${timeout} ENVIRONMENT VEL_TEST_LIMIT=${timeout})
     if(ARG_SERIAL)
         list(APPEND properties RUN_SERIAL TRUE)
     endif()

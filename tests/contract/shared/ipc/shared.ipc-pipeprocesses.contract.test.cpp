@@ -83,8 +83,8 @@ TEST_F(TwoProcessesTest, TenThousandMessagesComeInOrder)
     {
         ASSERT_EQ(Receive(m_server), ToBytes(std::to_string(i)));
     }
-    EXPECT_THROW((void)m_server.Read().WaitForCompletion(0), PipeIoException);
     EXPECT_EQ(m_child->Wait(), 0);
+    EXPECT_THROW((void)m_server.Read().WaitForCompletion(0), PipeIoException);
 }
 
 TEST_F(TwoProcessesTest, TenThousandMessagesGoBothWays)
