@@ -16,6 +16,8 @@ struct ChildRequest
 {
     std::filesystem::path program;
     std::vector<std::string> arguments;
+    /// Whether the program's name stands in front of the arguments, as it mostly does.
+    bool namesProgram = true;
     std::filesystem::path workingFolder;
     /// Where its standard output and standard error go; each may be the same file.
     std::filesystem::path output;

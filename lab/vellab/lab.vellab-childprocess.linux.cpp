@@ -46,7 +46,11 @@ constexpr int ExecFailed = 127;
 
 ChildProcess::ChildProcess(const ChildRequest& request)
 {
-    std::vector<std::string> texts = {request.program.string()};
+    std::vector<std::string> texts;
+    if (request.namesProgram)
+    {
+        texts.push_back(request.program.string());
+    }
     texts.insert(texts.end(), request.arguments.begin(), request.arguments.end());
     std::vector<char*> arguments;
     for (std::string& text : texts)

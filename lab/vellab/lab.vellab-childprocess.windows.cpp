@@ -50,10 +50,10 @@ Shared::Raii::Win32Handle MakeJob()
 /// The laboratory's own arguments hold no quotation marks.
 std::wstring CommandLineOf(const ChildRequest& request)
 {
-    std::wstring line = L"\"" + request.program.wstring() + L"\"";
+    std::wstring line = request.namesProgram ? L"\"" + request.program.wstring() + L"\"" : L"";
     for (const std::string& argument : request.arguments)
     {
-        line += L" \"" + Shared::Util::ConvertStringType(std::string_view(argument)) + L"\"";
+        line += (line.empty() ? L"\"" : L" \"") + Shared::Util::ConvertStringType(std::string_view(argument)) + L"\"";
     }
     return line;
 }

@@ -23,7 +23,12 @@ Lab::ChildRequest RequestFor(
     program.replace_extension(own.extension());
     std::vector<std::string> arguments = {what, Shared::Util::ConvertStringType(name)};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    return {program, arguments, folder, folder / "output.txt", folder / "errors.txt"};
+    return {
+        .program = program,
+        .arguments = arguments,
+        .workingFolder = folder,
+        .output = folder / "output.txt",
+        .errors = folder / "errors.txt"};
 }
 
 } // namespace
