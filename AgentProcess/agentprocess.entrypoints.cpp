@@ -1,5 +1,6 @@
 #include "agentprocess.entrypoints.hpp"
 
+#include "agentcore.io-ioworker.hpp"
 #include "agentprocess.helpers.hpp"
 #include "agentprocess.loopcontext.hpp"
 #include "agentprocess.mainloop.hpp"
@@ -8,6 +9,7 @@
 #include "shared.appsettings-paths.hpp"
 #include "shared.appsettings-vpnvalues.hpp"
 #include "shared.com-cominitialiser.hpp"
+#include "shared.concurrency-functions.hpp"
 #include "shared.concurrency-waitabletimer.hpp"
 #include "shared.crypto-registrationkey.hpp"
 #include "shared.crypto-sensitivestring.hpp"
@@ -20,6 +22,7 @@
 #include "shared.util-functions.hpp"
 #include "shared.winreg-functions.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -29,6 +32,7 @@
 namespace Agent::Process
 {
 
+using AgentCore::IO::IOWorker;
 using AgentCore::Ops::AppState;
 using Shared::Concurrency::Event;
 using Shared::Concurrency::WaitableTimer;
@@ -44,6 +48,8 @@ constexpr std::int32_t ShortestStartDelayMs = 1000;
 constexpr std::int32_t LongestStartDelayMs = 10'000;
 constexpr std::int64_t HeartbeatDueTime = -600'000'000; // 60 seconds from now
 constexpr std::uint32_t HeartbeatPeriodMs = 60'000;
+/// For the workers to end once they were told to.
+constexpr std::uint32_t WorkerEndTimeoutMs = 3500;
 
 /// A system that does not tell its build is taken for one that is new enough.
 std::wstring ReadBuildNumber()
@@ -107,6 +113,70 @@ struct ProcessObjects
     Event registryChangedEvent;
     RegKey agentKey;
     std::unique_ptr<AgentCore::Ops::Identity> identity;
+    /// Its thread uses the queues of the state above.
+    std::unique_ptr<IOWorker> connectorWorker;
+};
+
+void StartConnectorWorker(ProcessObjects& objects)
+{
+    AppState& appState = objects.appState;
+    objects.connectorWorker = std::make_unique<IOWorker>(
+        appState.debugMode, appState.settings.server, &appState.outboundMessages, &appState.inboundMessages);
+    objects.connectorWorker->Start();
+}
+
+/// Tells the worker to stop, and gives it its time for that. False when it is still at work afterwards.
+bool StopConnectorWorker(ProcessObjects& objects)
+{
+    if (!objects.connectorWorker)
+    {
+        return true;
+    }
+    objects.connectorWorker->GetConnectorStopEvent().SignalNoThrow();
+    return Shared::Concurrency::WaitFor(objects.connectorWorker->GetHandle(), WorkerEndTimeoutMs);
+}
+
+/// Whether a thread has outlived the objects' time, and with it the end of main().
+std::atomic<bool> s_isThreadLeft{false};
+
+/// Owns the objects until the end of ProcessMain(), however that comes. A worker that does not end in its time keeps them:
+/// the process then leaves with nothing destroyed.
+class ProcessScope
+{
+public:
+    ProcessScope() : m_objects(std::make_unique<ProcessObjects>())
+    {
+    }
+
+    ProcessScope(const ProcessScope&) = delete;
+    ProcessScope& operator=(const ProcessScope&) = delete;
+
+    ~ProcessScope()
+    {
+        try
+        {
+            if (StopConnectorWorker(*m_objects))
+            {
+                return;
+            }
+            Shared::Log::Warn(
+                "The connector worker is still at work {} ms after it was told to stop", WorkerEndTimeoutMs);
+        }
+        catch (const std::exception& exception)
+        {
+            Shared::Log::LogException("The connector worker cannot be awaited", exception);
+        }
+        s_isThreadLeft = true;
+        (void)m_objects.release();
+    }
+
+    ProcessObjects& GetObjects() noexcept
+    {
+        return *m_objects;
+    }
+
+private:
+    std::unique_ptr<ProcessObjects> m_objects;
 };
 
 bool Initialise(int argc, const char* const* argv, ProcessObjects& objects)
@@ -119,7 +189,7 @@ bool Initialise(int argc, const char* const* argv, ProcessObjects& objects)
             argc, argv, objects.appState, objects.winsock, objects.stopEvent, objects.registryChangedEvent,
             objects.agentKey);
         objects.identity = std::make_unique<AgentCore::Ops::RegistryIdentity>(MakeKey());
-        Shared::Log::Warn("This build starts no connector yet: the agent has no link to its server");
+        StartConnectorWorker(objects);
         return true;
     }
     catch (const std::exception& exception)
@@ -136,9 +206,9 @@ std::int32_t RunMainLoop(ProcessObjects& objects)
     WaitableTimer heartbeatTimer(false, false);
     Shared::WinReg::WatchKey(objects.agentKey, objects.registryChangedEvent);
     heartbeatTimer.SetTimerInNanos(HeartbeatDueTime, HeartbeatPeriodMs);
-    LoopContext context{
-        objects.appState, *objects.identity, objects.agentKey, objects.stopEvent, objects.registryChangedEvent,
-        messageResponses, upgradeTimer,      heartbeatTimer};
+    LoopContext context{objects.appState, *objects.identity, *objects.connectorWorker,
+                        objects.agentKey, objects.stopEvent, objects.registryChangedEvent,
+                        messageResponses, upgradeTimer,      heartbeatTimer};
     return MainLoop(context).Run();
 }
 
@@ -186,12 +256,12 @@ void InitialiseProcess(
 std::int32_t ProcessMain(int argc, const char* const* argv)
 {
     RefuseOldSystem();
-    ProcessObjects objects;
-    if (!Initialise(argc, argv, objects))
+    ProcessScope scope;
+    if (!Initialise(argc, argv, scope.GetObjects()))
     {
         return InitialisationFailedExitCode;
     }
-    return RunMainLoop(objects);
+    return RunMainLoop(scope.GetObjects());
 }
 
 std::int32_t RunProcess(int argc, const char* const* argv) noexcept
@@ -200,6 +270,10 @@ std::int32_t RunProcess(int argc, const char* const* argv) noexcept
     Shared::Log::Info("AgentProcess ends with exit code {}", exitCode);
     Shared::Log::ShutDown();
     Shared::System::ReportExitCode(exitCode);
+    if (s_isThreadLeft)
+    {
+        Shared::System::LeaveProcess(exitCode);
+    }
     return exitCode;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agentcore.ops-appstate.hpp"
+#include "agentcore.ops-functions.hpp"
 #include "agentcore.ops-identity.hpp"
 #include "agentcore.ops-messageprocessing.hpp"
 #include "shared.concurrency-event.hpp"
@@ -18,6 +19,7 @@ struct LoopContext
 {
     AgentCore::Ops::AppState& appState;
     AgentCore::Ops::Identity& identity;
+    AgentCore::Ops::ConnectorLink& link;
     const Shared::WinReg::RegKey& agentKey;
     Shared::Concurrency::Event& stopEvent;
     Shared::Concurrency::Event& registryChangedEvent;

@@ -21,7 +21,7 @@ void ConfigCompleted(LoopContext& context)
     Shared::Log::Warn("This build starts no analytics and compares no versions yet");
     context.appState.inboundMessages.RemoveAll([](const InboundMessage& message)
                                                { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });
-    (void)context.identity.UpdateEnablement(context.appState);
+    (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
     context.appState.runtimeStates.Push(RuntimeState::InPolling);
 }
 

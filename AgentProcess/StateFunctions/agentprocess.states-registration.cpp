@@ -1,38 +1,22 @@
 #include "agentprocess.states-registration.hpp"
 
-#include "shared.exception-exceptions.hpp"
-#include "shared.log-functions.hpp"
-
-#include <string>
+#include "agentcore.ops-functions.hpp"
 
 namespace Agent::Process::StateFunctions
 {
 
-using AgentCore::Ops::AppState;
 using AgentCore::Ops::RuntimeState;
 
 namespace
 {
 
-void ReconcileRegistration(LoopContext& context)
+/// Older versions kept an identity without the tenant that it belongs to: that of the present user, as they knew no other.
+void CompleteOlderRegistration(LoopContext& context)
 {
-    AppState& appState = context.appState;
-    const std::wstring registered = context.identity.GetRegisteredId();
-    if (appState.settings.agentUuid.empty() || registered.empty())
+    if (context.identity.GetRegisteredSubtenantId().empty() && !context.appState.settings.agentUuid.empty())
     {
-        Shared::Log::Info("No AgentUuid or RegisteredId found; reregistering...");
-        appState.runtimeStates.Push(RuntimeState::Register);
-        return;
+        context.identity.SetRegisteredSubtenantId(context.identity.GetVpnConnectionInfo().subTenantId);
     }
-    if (context.identity.GetSubTenantId() != registered)
-    {
-        Shared::Log::Info("New user does not match RegisteredId; reregistering...");
-        appState.runtimeStates.Push(RuntimeState::Register);
-        return;
-    }
-    Shared::Log::Info("Existing uuid for user found");
-    appState.settings.subtenantId = registered;
-    appState.runtimeStates.Push(RuntimeState::EstablishConnection);
 }
 
 } // namespace
@@ -42,23 +26,22 @@ void Initialise(LoopContext& context)
     context.appState.inboundMessages.Clear();
     context.appState.instanceAgentConfig.enabled = true;
     context.messageResponses.Clear();
-    ReconcileRegistration(context);
-    (void)context.identity.UpdateEnablement(context.appState);
+    CompleteOlderRegistration(context);
+    AgentCore::Ops::ReconcileRegistration(context.appState, context.identity);
+    (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
 }
 
 void Register(LoopContext& context)
 {
     context.appState.inboundMessages.Clear();
     context.messageResponses.Clear();
-    if (context.identity.GetSubTenantId().empty())
-    {
-        Shared::Log::Warn("Tried to register, but no subtenant-id was found. This agent will remain in a "
-                          "disconnected-disabled state.");
-        context.appState.runtimeStates.Push(RuntimeState::Disconnected);
-        return;
-    }
-    Shared::Log::Info("Attempting to register agent...");
-    throw Shared::Exception::RuntimeException("This build has no link to the server yet: nothing was registered");
+    const AgentCore::Ops::RegistrationContext registration{
+        context.appState, context.identity, context.link,
+        [&]
+        {
+            return context.stopEvent.WaitOnEvent(0);
+        }};
+    AgentCore::Ops::Register(registration, context.appState.settings.server);
 }
 
 void EstablishConnection(LoopContext& context)

@@ -10,8 +10,8 @@ namespace Agent::Process::StateFunctions
 /// until it is heard again.
 void Initialise(LoopContext& context);
 
-/// Without a tenant: pushes `Disconnected`. With one: throws the runtime exception that there is no link to the server
-/// yet.
+/// Registers the agent with the server of the settings. What waits from the server is forgotten. Pushes and throws as
+/// AgentCore::Ops::Register().
 void Register(LoopContext& context);
 
 /// Pushes `Startup`.

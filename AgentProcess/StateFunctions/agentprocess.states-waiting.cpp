@@ -1,5 +1,6 @@
 #include "agentprocess.states-waiting.hpp"
 
+#include "agentcore.ops-functions.hpp"
 #include "agentcore.ops-messageprocessing.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.log-functions.hpp"
@@ -58,12 +59,12 @@ void OnRegistryChangedInPolling(LoopContext& context)
         context,
         [&]
         {
-            if (context.identity.HasIdentityChanged(context.appState))
+            if (AgentCore::Ops::HasIdentityChanged(context.appState, context.identity))
             {
                 context.appState.runtimeStates.Push(RuntimeState::Initialise);
                 return;
             }
-            (void)context.identity.UpdateEnablement(context.appState);
+            (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
         });
 }
 
@@ -98,13 +99,13 @@ std::uint32_t MillisecondsUntil(Shared::Time::MonotonicTime end)
 /// After the whole delay: back to the start when there is a tenant by now, else another round.
 void LookForTenant(LoopContext& context)
 {
-    if (context.identity.GetSubTenantId().empty())
+    if (context.identity.GetVpnConnectionInfo().subTenantId.empty())
     {
         Shared::Log::Warn("Agent is disconnected and no subtenant-id is available. No attempt will be made to "
                           "re-connect until a subtenant is available.");
         return;
     }
-    context.identity.RefreshServer(context.appState);
+    context.identity.RefreshServer(context.appState.settings);
     context.retryAttempts = 0;
     Shared::Log::Info("Connection re-established");
     context.appState.runtimeStates.Push(RuntimeState::Initialise);
@@ -170,8 +171,8 @@ void RetryPrevious(LoopContext& context)
             context,
             [&]
             {
-                if (context.identity.HasIdentityChanged(context.appState) ||
-                    context.identity.UpdateEnablement(context.appState))
+                if (AgentCore::Ops::HasIdentityChanged(context.appState, context.identity) ||
+                    context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled))
                 {
                     states.Push(RuntimeState::Initialise);
                 }
@@ -198,7 +199,9 @@ void Disconnected(LoopContext& context)
             context.appState.runtimeStates.Push(RuntimeState::Stopped);
             return;
         case WakeUp::RegistryChanged:
-            ReactToRegistry(context, [&] { (void)context.identity.UpdateEnablement(context.appState); });
+            ReactToRegistry(
+                context,
+                [&] { (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled); });
             break;
         case WakeUp::Timeout:
             LookForTenant(context);

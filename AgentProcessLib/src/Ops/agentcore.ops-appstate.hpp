@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agentcore.ops-runtimestate.hpp"
+#include "agentcore.polling-temporalvalues.hpp"
 #include "shared.appsettings-appsettings.hpp"
 #include "shared.concurrency-threadsafequeue.hpp"
 #include "shared.util-cappedstack.hpp"
@@ -52,6 +53,8 @@ struct AppState
     std::uint32_t nextSeqNum = 0;
     /// Seconds since 1970 of the last answer of the server; 0 for none.
     std::int64_t lastConnectedTime = 0;
+    /// The users since the last registration, for the next one.
+    Polling::TemporalStore usernames;
 };
 
 } // namespace AgentCore::Ops

@@ -4,13 +4,9 @@
 #include "shared.appsettings-appsettingsloader.hpp"
 #include "shared.appsettings-enablement.hpp"
 #include "shared.appsettings-functions.hpp"
-#include "shared.appsettings-registrations.hpp"
 #include "shared.appsettings-vpnvalues.hpp"
 #include "shared.com-cominitialiser.hpp"
-#include "shared.log-functions.hpp"
-#include "shared.util-functions.hpp"
 
-#include <string_view>
 #include <utility>
 
 namespace AgentCore::Ops
@@ -29,41 +25,9 @@ RegistryIdentity::RegistryIdentity(Shared::Crypto::SensitiveString key) : m_key(
 {
 }
 
-bool RegistryIdentity::HasIdentityChanged(const AppState& appState)
+Settings::VpnConnectionInfo RegistryIdentity::GetVpnConnectionInfo()
 {
-    const std::wstring actual = Settings::GetRegisteredSubtenantId(m_key);
-    const Settings::VpnConnectionInfo vpn = Settings::GetVpnConnectionInfo(m_key);
-    if (vpn.subTenantId.empty())
-    {
-        Shared::Log::Info("No registered-id could be derived from the current VPN connection information");
-        return false;
-    }
-    if (actual != vpn.subTenantId)
-    {
-        Shared::Log::Info("The expected and actual registeredIds do not match; the agent will need to reregister");
-        return true;
-    }
-    if (!Shared::Util::EqualsIgnoreCase(std::wstring_view(vpn.fullUsername), std::wstring_view(appState.username)))
-    {
-        Shared::Log::Info("Detected a username change. The agent will need to re-initialise.");
-        return true;
-    }
-    return false;
-}
-
-bool RegistryIdentity::UpdateEnablement(const AppState& appState)
-{
-    return Settings::UpdateEnablement(appState.instanceAgentConfig.enabled, m_key);
-}
-
-std::wstring RegistryIdentity::GetSubTenantId()
-{
-    return Settings::GetVpnConnectionInfo(m_key).subTenantId;
-}
-
-std::wstring RegistryIdentity::GetRegisteredId()
-{
-    return Settings::GetRegisteredSubtenantId(m_key);
+    return Settings::GetVpnConnectionInfo(m_key);
 }
 
 std::wstring RegistryIdentity::GetTunnelStatus()
@@ -73,9 +37,61 @@ std::wstring RegistryIdentity::GetTunnelStatus()
     return text;
 }
 
-void RegistryIdentity::RefreshServer(AppState& appState)
+DeviceIds RegistryIdentity::GetDeviceIds()
 {
-    Settings::RefreshServerFromRegistry(appState.settings);
+    const std::wstring guid = Settings::GetMachineGuid();
+    const std::wstring machineId = Settings::GetMachineId();
+    return machineId.empty() ? DeviceIds{guid, {}} : DeviceIds{machineId, guid};
+}
+
+bool RegistryIdentity::GetCurrentRegistrationInfo(Settings::RegistrationInfo& out)
+{
+    return Settings::GetCurrentRegistrationInfo(m_key, out);
+}
+
+std::wstring RegistryIdentity::GetRegisteredSubtenantId()
+{
+    return Settings::GetRegisteredSubtenantId(m_key);
+}
+
+void RegistryIdentity::SetRegisteredSubtenantId(const std::wstring& subtenantId)
+{
+    Settings::SetRegisteredSubtenantId(subtenantId, m_key);
+}
+
+void RegistryIdentity::SaveRegistration(const Settings::AppSettings& settings)
+{
+    Settings::SaveRegistration(settings);
+}
+
+void RegistryIdentity::DeleteRegistration()
+{
+    Settings::DeleteRegistration();
+}
+
+Settings::RegistrationInfo RegistryIdentity::FindRegistration(const std::wstring& subtenantId)
+{
+    return Settings::FindRegistration(subtenantId, m_key);
+}
+
+void RegistryIdentity::RemoveRegistration(const std::wstring& subtenantId)
+{
+    Settings::RemoveRegistration(subtenantId, m_key);
+}
+
+Settings::AppSettings RegistryIdentity::LoadAppSettings()
+{
+    return Settings::LoadAppSettings(m_key);
+}
+
+void RegistryIdentity::RefreshServer(Settings::AppSettings& settings)
+{
+    Settings::RefreshServerFromRegistry(settings);
+}
+
+bool RegistryIdentity::UpdateEnablement(bool remoteEnabled)
+{
+    return Settings::UpdateEnablement(remoteEnabled, m_key);
 }
 
 std::uint32_t RegistryIdentity::CalculateRetryDelay(std::uint32_t attempt)

@@ -1,6 +1,5 @@
 #include "agentprocess.states-registration.hpp"
 
-#include "shared.exception-exceptions.hpp"
 #include "test.support-mainloop.hpp"
 
 namespace
@@ -8,7 +7,6 @@ namespace
 
 using AgentCore::Messaging::MessageResponseStatus;
 using AgentCore::Ops::RuntimeState;
-using Shared::Log::Level;
 namespace StateFunctions = Agent::Process::StateFunctions;
 
 class RegistrationStatesTest : public TestSupport::MainLoopTest
@@ -31,45 +29,34 @@ TEST_F(RegistrationStatesTest, AnAgentWithoutAnIdentityRegisters)
 {
     StateFunctions::Initialise(m_context);
     EXPECT_EQ(Top(), RuntimeState::Register);
-    EXPECT_EQ(m_log.Count(Level::Info, "No AgentUuid or RegisteredId found; reregistering..."), 1U);
-}
-
-TEST_F(RegistrationStatesTest, AnotherUsersTenantRegistersAnew)
-{
-    m_state.settings.agentUuid = L"uuid";
-    m_identity.registeredId = L"tenant";
-    m_identity.subTenantId = L"other tenant";
-    StateFunctions::Initialise(m_context);
-    EXPECT_EQ(Top(), RuntimeState::Register);
-    EXPECT_EQ(m_log.Count(Level::Info, "New user does not match RegisteredId; reregistering..."), 1U);
 }
 
 TEST_F(RegistrationStatesTest, AMatchingIdentityIsUsed)
 {
-    m_state.settings.agentUuid = L"uuid";
-    m_identity.registeredId = m_identity.subTenantId = L"tenant";
+    m_identity.registration = {4, L"uuid", L"tenant"};
+    m_identity.vpnInfo.subTenantId = L"tenant";
     StateFunctions::Initialise(m_context);
     EXPECT_EQ(Top(), RuntimeState::EstablishConnection);
-    EXPECT_EQ(m_state.settings.subtenantId, L"tenant");
-    EXPECT_EQ(m_log.Count(Level::Info, "Existing uuid for user found"), 1U);
 }
 
-TEST_F(RegistrationStatesTest, RegisterWithoutATenantLeadsToDisconnected)
+TEST_F(RegistrationStatesTest, AnIdentityThatAnOlderVersionKeptGetsThePresentTenant)
 {
+    m_state.settings.agentUuid = L"uuid";
+    m_identity.registration = {4, L"uuid", L""};
+    m_identity.vpnInfo.subTenantId = L"tenant";
+    StateFunctions::Initialise(m_context);
+    EXPECT_EQ(m_identity.registration.subtenantId, L"tenant");
+    EXPECT_EQ(Top(), RuntimeState::EstablishConnection);
+}
+
+TEST_F(RegistrationStatesTest, RegisterForgetsWhatWaitsAndTurnsToTheServerOfTheSettings)
+{
+    m_state.inboundMessages.Push({});
+    PushResponse(24101, MessageResponseStatus::Success);
     StateFunctions::Register(m_context);
+    EXPECT_TRUE(m_state.inboundMessages.Empty());
+    EXPECT_TRUE(m_responses.Empty());
     EXPECT_EQ(Top(), RuntimeState::Disconnected);
-    EXPECT_EQ(
-        m_log.Count(
-            Level::Warning,
-            "Tried to register, but no subtenant-id was found. This agent will remain in a "
-            "disconnected-disabled state."),
-        1U);
-}
-
-TEST_F(RegistrationStatesTest, RegisterWithATenantSaysThatThereIsNoLinkYet)
-{
-    m_identity.subTenantId = L"tenant";
-    EXPECT_THROW(StateFunctions::Register(m_context), Shared::Exception::RuntimeException);
 }
 
 TEST_F(RegistrationStatesTest, EstablishConnectionLeadsToStartup)

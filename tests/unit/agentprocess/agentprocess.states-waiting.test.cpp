@@ -50,7 +50,7 @@ TEST_F(WaitingStatesTest, TheStopEventComesBeforeEverythingElse)
 TEST_F(WaitingStatesTest, AChangedIdentityLeadsFromPollingToInitialise)
 {
     SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
-    m_identity.identityChanged = true;
+    ChangeIdentity();
     TouchAgentKey(L"changed");
     StateFunctions::InPolling(m_context);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
@@ -177,7 +177,7 @@ TEST_F(WaitingStatesTest, AChangedIdentityEndsTheRetry)
 {
     SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
     m_identity.delayMs = TestSupport::LimitMs;
-    m_identity.identityChanged = true;
+    ChangeIdentity();
     TouchAgentKey(L"changed");
     StateFunctions::RetryPrevious(m_context);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
@@ -198,7 +198,7 @@ TEST_F(WaitingStatesTest, TheAttemptsStayAtTheirMaximum)
 TEST_F(WaitingStatesTest, DisconnectedGoesBackToTheStartOnceThereIsATenant)
 {
     SetStack({RuntimeState::Register, RuntimeState::Disconnected});
-    m_identity.subTenantId = L"tenant";
+    m_identity.vpnInfo.subTenantId = L"tenant";
     m_identity.delayMs = 30;
     m_context.retryAttempts = 5;
     const TestSupport::Stopwatch watch;

@@ -1,7 +1,6 @@
 #include "test.support-mainloop.hpp"
 
 #include "shared.appsettings-paths.hpp"
-#include "shared.exception-exceptions.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "shared.winreg-administration.hpp"
 
@@ -13,46 +12,9 @@ using AgentCore::Ops::RuntimeState;
 namespace Paths = Shared::AppSettings::Paths;
 namespace WinReg = Shared::WinReg;
 
-bool FakeIdentity::HasIdentityChanged(const AppState&)
+void FakeLink::ReconnectConnector(const std::wstring& server)
 {
-    ++identityChecks;
-    return identityChanged;
-}
-
-bool FakeIdentity::UpdateEnablement(const AppState&)
-{
-    ++enablementUpdates;
-    if (fails)
-    {
-        throw Shared::Exception::RuntimeException("the enablement cannot be updated");
-    }
-    return testsEnabled;
-}
-
-std::wstring FakeIdentity::GetSubTenantId()
-{
-    return subTenantId;
-}
-
-std::wstring FakeIdentity::GetRegisteredId()
-{
-    return registeredId;
-}
-
-std::wstring FakeIdentity::GetTunnelStatus()
-{
-    return L"connected-internal";
-}
-
-void FakeIdentity::RefreshServer(AppState&)
-{
-    ++serverRefreshes;
-}
-
-std::uint32_t FakeIdentity::CalculateRetryDelay(std::uint32_t attempt)
-{
-    attempts.push_back(attempt);
-    return delayMs;
+    servers.push_back(server);
 }
 
 MainLoopTest::MainLoopTest()
@@ -60,7 +22,7 @@ MainLoopTest::MainLoopTest()
       m_registryChanged(false, false),
       m_upgradeTimer(false, false),
       m_heartbeatTimer(false, false),
-      m_context{m_state,           m_identity,  m_agentKey,     m_stopEvent,
+      m_context{m_state,           m_identity,  m_link,         m_agentKey,      m_stopEvent,
                 m_registryChanged, m_responses, m_upgradeTimer, m_heartbeatTimer}
 {
     AgentCore::Ops::ResetRouterFeatures();
@@ -100,6 +62,12 @@ void MainLoopTest::SetStack(const std::vector<RuntimeState>& states)
 void MainLoopTest::TouchAgentKey(const std::wstring& text)
 {
     WinReg::SetStringValue(WinReg::Root::LocalMachine, Paths::Agent, L"status", text);
+}
+
+void MainLoopTest::ChangeIdentity()
+{
+    m_identity.registration.subtenantId = L"tenant";
+    m_identity.vpnInfo.subTenantId = L"another tenant";
 }
 
 void MainLoopTest::PushResponse(std::uint32_t msgId, AgentCore::Messaging::MessageResponseStatus status)

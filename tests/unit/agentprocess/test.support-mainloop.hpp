@@ -4,6 +4,7 @@
 #include "shared.concurrency-thread.hpp"
 #include "shared.winreg-functions.hpp"
 #include "test.support-capturedlog.hpp"
+#include "test.support-fakeidentity.hpp"
 #include "test.support-settingsstore.hpp"
 #include "test.support-time.hpp"
 
@@ -16,30 +17,13 @@
 namespace TestSupport
 {
 
-/// Answers what the test says, and counts what it is asked.
-class FakeIdentity : public AgentCore::Ops::Identity
+/// A link that connects at once, and says to whom.
+class FakeLink : public AgentCore::Ops::ConnectorLink
 {
 public:
-    bool HasIdentityChanged(const AgentCore::Ops::AppState& appState) override;
-    bool UpdateEnablement(const AgentCore::Ops::AppState& appState) override;
-    std::wstring GetSubTenantId() override;
-    std::wstring GetRegisteredId() override;
-    std::wstring GetTunnelStatus() override;
-    void RefreshServer(AgentCore::Ops::AppState& appState) override;
-    std::uint32_t CalculateRetryDelay(std::uint32_t attempt) override;
+    void ReconnectConnector(const std::wstring& server) override;
 
-    bool identityChanged = false;
-    bool testsEnabled = false;
-    /// Throws from UpdateEnablement().
-    bool fails = false;
-    std::wstring subTenantId;
-    std::wstring registeredId;
-    /// What every delay is; the attempts that it was asked for are kept.
-    std::uint32_t delayMs = 1;
-    std::vector<std::uint32_t> attempts;
-    int enablementUpdates = 0;
-    int identityChecks = 0;
-    int serverRefreshes = 0;
+    std::vector<std::wstring> servers;
 };
 
 /// The main loop's surroundings, with a settings store of their own and a fake identity.
@@ -56,12 +40,15 @@ protected:
     void SetStack(const std::vector<AgentCore::Ops::RuntimeState>& states);
     /// Writes a value of the agent key, as another program does.
     void TouchAgentKey(const std::wstring& text);
+    /// Makes the present user one of another tenant than the agent is registered for.
+    void ChangeIdentity();
     void PushResponse(std::uint32_t msgId, AgentCore::Messaging::MessageResponseStatus status);
 
     TemporarySettingsStore m_store;
     CapturedLog m_log;
     AgentCore::Ops::AppState m_state;
     FakeIdentity m_identity;
+    FakeLink m_link;
     Shared::WinReg::RegKey m_agentKey;
     Shared::Concurrency::Event m_stopEvent;
     Shared::Concurrency::Event m_registryChanged;

@@ -2,6 +2,7 @@
 
 #include "shared.appsettings-paths.hpp"
 #include "shared.appsettings-registrations.hpp"
+#include "shared.appsettings-values.hpp"
 #include "shared.crypto-functions.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-administration.hpp"
@@ -57,74 +58,81 @@ protected:
     TestSupport::TemporarySettingsStore m_store;
     TestSupport::CapturedLog m_log;
     Shared::Crypto::SensitiveString m_key;
-    AgentCore::Ops::AppState m_state;
     AgentCore::Ops::RegistryIdentity m_identity;
 };
 
 TEST_F(RegistryIdentityTest, KnowsTheTenantOfTheUserAndTheOneItIsRegisteredFor)
 {
-    EXPECT_EQ(m_identity.GetSubTenantId(), L"");
-    EXPECT_EQ(m_identity.GetRegisteredId(), L"");
+    EXPECT_EQ(m_identity.GetVpnConnectionInfo().subTenantId, L"");
+    EXPECT_EQ(m_identity.GetRegisteredSubtenantId(), L"");
     SetUser("anna", "S1");
-    Settings::SetRegisteredSubtenantId(L"S2", m_key);
-    EXPECT_EQ(m_identity.GetSubTenantId(), L"S1");
-    EXPECT_EQ(m_identity.GetRegisteredId(), L"S2");
+    m_identity.SetRegisteredSubtenantId(L"S2");
+    EXPECT_EQ(m_identity.GetVpnConnectionInfo().subTenantId, L"S1");
+    EXPECT_EQ(m_identity.GetVpnConnectionInfo().fullUsername, L"LAB\\anna");
+    EXPECT_EQ(m_identity.GetRegisteredSubtenantId(), L"S2");
 }
 
-TEST_F(RegistryIdentityTest, WithoutATenantTheIdentityStaysWhatItIs)
+TEST_F(RegistryIdentityTest, KeepsAndForgetsARegistration)
 {
-    Settings::SetRegisteredSubtenantId(L"S1", m_key);
-    EXPECT_FALSE(m_identity.HasIdentityChanged(m_state));
-    EXPECT_EQ(
-        m_log.Count(Level::Info, "No registered-id could be derived from the current VPN connection information"), 1U);
-    SetUser("anna", "");
-    EXPECT_FALSE(m_identity.HasIdentityChanged(m_state));
+    Settings::AppSettings settings;
+    settings.accountId = 4;
+    settings.agentUuid = L"uuid";
+    settings.serverRaw = L"https://kept.example:8443";
+    m_identity.SetRegisteredSubtenantId(L"S1");
+    m_identity.SaveRegistration(settings);
+    Settings::RegistrationInfo info;
+    EXPECT_TRUE(m_identity.GetCurrentRegistrationInfo(info));
+    EXPECT_EQ(info.accountId, 4U);
+    EXPECT_EQ(info.agentUuid, L"uuid");
+    EXPECT_EQ(info.subtenantId, L"S1");
+    WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"installed-version", L"1.0");
+    EXPECT_EQ(m_identity.LoadAppSettings().server, L"kept.example");
+
+    m_identity.DeleteRegistration();
+    EXPECT_FALSE(m_identity.GetCurrentRegistrationInfo(info));
+    EXPECT_EQ(m_identity.GetRegisteredSubtenantId(), L"");
+    m_identity.DeleteRegistration();
 }
 
-TEST_F(RegistryIdentityTest, AnotherTenantIsAChange)
+TEST_F(RegistryIdentityTest, FindsAndRemovesEarlierRegistrations)
 {
-    const char* const line = "The expected and actual registeredIds do not match; the agent will need to reregister";
-    m_state.username = L"LAB\\anna";
-    SetUser("anna", "S1");
-    EXPECT_TRUE(m_identity.HasIdentityChanged(m_state)) << "not registered at all";
-    Settings::SetRegisteredSubtenantId(L"s1", m_key);
-    EXPECT_TRUE(m_identity.HasIdentityChanged(m_state)) << "tenants are compared exactly";
-    EXPECT_EQ(m_log.Count(Level::Info, line), 2U);
-    Settings::SetRegisteredSubtenantId(L"S1", m_key);
-    EXPECT_FALSE(m_identity.HasIdentityChanged(m_state));
+    Settings::WriteEnciphered(Settings::Value::Registrations, L"subtenant-id=S1,account-id=4,agent-uuid=A1;", m_key);
+    EXPECT_EQ(m_identity.FindRegistration(L"S1").agentUuid, L"A1");
+    EXPECT_EQ(m_identity.FindRegistration(L"S2").agentUuid, L"");
+    m_identity.RemoveRegistration(L"S1");
+    EXPECT_EQ(m_identity.FindRegistration(L"S1").agentUuid, L"");
 }
 
-TEST_F(RegistryIdentityTest, AnotherUserIsAChangeUnlessOnlyTheCaseDiffers)
+TEST_F(RegistryIdentityTest, TheVpnClientsIdOfTheMachineComesFirst)
 {
-    SetUser("anna", "S1");
-    Settings::SetRegisteredSubtenantId(L"S1", m_key);
-    m_state.username = L"lab\\ANNA";
-    EXPECT_FALSE(m_identity.HasIdentityChanged(m_state));
-    m_state.username = L"LAB\\berta";
-    EXPECT_TRUE(m_identity.HasIdentityChanged(m_state));
-    EXPECT_EQ(m_log.Count(Level::Info, "Detected a username change. The agent will need to re-initialise."), 1U);
+    WinReg::CreateKey(Root::LocalMachine, Paths::Machine);
+    WinReg::SetStringValue(Root::LocalMachine, Paths::Machine, L"MachineGuid", L"guid");
+    EXPECT_EQ(m_identity.GetDeviceIds().device, L"guid");
+    EXPECT_EQ(m_identity.GetDeviceIds().legacyDevice, L"");
+    SetVpn(L"machine-id", L"machine");
+    EXPECT_EQ(m_identity.GetDeviceIds().device, L"machine");
+    EXPECT_EQ(m_identity.GetDeviceIds().legacyDevice, L"guid");
 }
 
 TEST_F(RegistryIdentityTest, EnablementFollowsTheServersSwitchAndTheUser)
 {
     SetUser("anna", "S1");
-    EXPECT_TRUE(m_identity.UpdateEnablement(m_state));
+    EXPECT_TRUE(m_identity.UpdateEnablement(true));
     EXPECT_EQ(Status(), L"enabled");
-    m_state.instanceAgentConfig.enabled = false;
-    EXPECT_FALSE(m_identity.UpdateEnablement(m_state));
+    EXPECT_FALSE(m_identity.UpdateEnablement(false));
     EXPECT_EQ(Status(), L"admin-disabled");
-    m_state.instanceAgentConfig.enabled = true;
     SetUser("GUEST", "S1");
-    EXPECT_FALSE(m_identity.UpdateEnablement(m_state));
+    EXPECT_FALSE(m_identity.UpdateEnablement(true));
     EXPECT_EQ(Status(), L"disabled");
 }
 
 TEST_F(RegistryIdentityTest, TheServerIsReadAnewOnRequest)
 {
     WinReg::SetStringValue(Root::LocalMachine, Paths::Config, L"Server", L"https://second.example:8443/");
-    m_identity.RefreshServer(m_state);
-    EXPECT_EQ(m_state.settings.server, L"second.example");
-    EXPECT_EQ(m_state.settings.port, 8443U);
+    Settings::AppSettings settings;
+    m_identity.RefreshServer(settings);
+    EXPECT_EQ(settings.server, L"second.example");
+    EXPECT_EQ(settings.port, 8443U);
 }
 
 TEST_F(RegistryIdentityTest, TheTunnelIsDisconnectedUntilTheClientSaysOtherwise)
