@@ -22,6 +22,18 @@ double ParseNumber(const std::string& option, const std::string& text)
     return number;
 }
 
+std::uint32_t ParseCount(const std::string& option, const std::string& text)
+{
+    constexpr std::uint32_t Most = 1000;
+    std::uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number == 0 || number > Most)
+    {
+        throw std::invalid_argument(option + " needs a whole number from 1 to 1000, not \"" + text + "\"");
+    }
+    return number;
+}
+
 using Setter = std::function<void(Options&, const std::string& option, const std::string& value)>;
 
 const std::map<std::string, Setter>& OptionsWithValue()
@@ -32,6 +44,21 @@ const std::map<std::string, Setter>& OptionsWithValue()
          {
              options.agent = value;
          }},
+        {"--connector",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.connector = value;
+         }},
+        {"--scenario",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.scenario = value;
+         }},
+        {"--starts",
+         [](Options& options, const std::string& option, const std::string& value)
+         {
+             options.starts = ParseCount(option, value);
+         }},
         {"--results",
          [](Options& options, const std::string&, const std::string& value)
          {
@@ -41,6 +68,7 @@ const std::map<std::string, Setter>& OptionsWithValue()
          [](Options& options, const std::string&, const std::string& value)
          {
              options.server = value;
+             options.isServerGiven = true;
          }},
         {"--speed",
          [](Options& options, const std::string& option, const std::string& value)
@@ -51,6 +79,7 @@ const std::map<std::string, Setter>& OptionsWithValue()
          [](Options& options, const std::string& option, const std::string& value)
          {
              constexpr double MsPerSecond = 1000.0;
+             options.isDurationGiven = true;
              options.duration =
                  std::chrono::milliseconds(static_cast<std::int64_t>(ParseNumber(option, value) * MsPerSecond));
          }}};
@@ -62,6 +91,12 @@ bool SetFlag(Options& options, const std::string& argument)
     if (argument == "--keep")
     {
         options.duration.reset();
+        options.isDurationGiven = true;
+        return true;
+    }
+    if (argument == "--log")
+    {
+        options.wholeLog = true;
         return true;
     }
     if (argument == "--debug")
@@ -106,13 +141,22 @@ Options ParseOptions(const std::vector<std::string>& arguments)
 std::string UsageText()
 {
     return "vellab run --agent FILE --results FOLDER [options]\n"
-           "    Lays out settings for the agent, makes its stop event, starts it in a folder of its own, shows its log\n"
-           "    live, tells it to stop, and reports how it ended. Everything is kept in FOLDER.\n"
-           "  --duration SECONDS  how long the agent runs before it is told to stop (25)\n"
+           "    Lays out settings for the agent, makes its stop event, starts a cloud for it, starts it in a folder of\n"
+           "    its own, shows live what happens, tells it to stop, and reports how it ended. Everything is kept in\n"
+           "    FOLDER.\n"
+           "  --connector FILE    the program that carries messages between agent and cloud; without it there is none\n"
+           "  --scenario FILE     what is played: settings, the cloud's answers, faults and their times\n"
+           "  --duration SECONDS  how long the agent runs before it is told to stop (25, or what the scenario says)\n"
            "  --keep              it runs until an interrupt instead\n"
+           "  --starts N          starts it N times on the same settings, one after the other (1)\n"
            "  --server TEXT       what the settings name as the server (https://cloud.lab.example)\n"
            "  --speed X           the laboratory's agent lives X times faster (1)\n"
-           "  --debug             starts the agent with -d, in which it makes its stop event itself\n";
+           "  --debug             starts the agent with -d, in which it makes its stop event itself\n"
+           "  --log               shows the agent's whole log instead of its milestones\n"
+           "vellab check FILE...\n"
+           "    Reads scenario files and tells what is wrong with them.\n"
+           "vellab keys\n"
+           "    Tells everything that a scenario file may hold.\n";
 }
 
 } // namespace Lab

@@ -19,10 +19,18 @@ struct Outcome
     std::optional<std::int32_t> exitStatus;
     /// It had to be killed, as it did not end within the time that it has for it.
     bool wasKilled = false;
+    /// It left a process behind, which had to be ended.
+    bool leftProcesses = false;
+    std::int32_t expectedExitCode = 0;
 };
 
-/// Does what the agent's parent does: lays out its surroundings, makes the stop event, starts it, and stops it. What
-/// happens is told on `timeline`, and the agent's log with it. Throws what cannot be had.
+/// Whether everything ended as it should.
+bool IsGood(const Outcome& outcome) noexcept;
+
+/// Does what the agent's parent does: lays out its surroundings, makes the stop event, starts it, and stops it, as often as
+/// asked for; and what the world around it does: runs the cloud, and lets happen what the scenario lists. What happens is
+/// told on `timeline`. Gives the first outcome that is not good, or else the last one. Throws what cannot be had, and
+/// ScenarioError.
 Outcome Supervise(const Options& options, std::ostream& timeline);
 
 } // namespace Lab

@@ -13,9 +13,11 @@ namespace Lab
 /// nothing, as the laboratory's machine is Wine's prefix. Call once, before any thread is started.
 void UseOwnSurroundings(const std::filesystem::path& results);
 
-/// Lets an interrupt at the terminal signal `interrupted` instead of ending the process. The event must outlive the
-/// process's interest in it.
+/// Lets an interrupt at the terminal signal `interrupted` instead of ending the process, until StopSignalling().
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted);
+
+/// From now on an interrupt signals nothing, and (Linux) is ignored.
+void StopSignalling() noexcept;
 
 /// The name that a program's file has here: "X" or "X.exe".
 std::string ProgramName(const std::string& name);

@@ -55,6 +55,11 @@ void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
     ::sigaction(SIGTERM, &action, nullptr);
 }
 
+void StopSignalling() noexcept
+{
+    s_interrupted = nullptr;
+}
+
 std::string ProgramName(const std::string& name)
 {
     return name;

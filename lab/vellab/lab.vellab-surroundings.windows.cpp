@@ -35,6 +35,11 @@ void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
     ::SetConsoleCtrlHandler(&OnConsoleEvent, TRUE);
 }
 
+void StopSignalling() noexcept
+{
+    s_interrupted = nullptr;
+}
+
 std::string ProgramName(const std::string& name)
 {
     return name + ".exe";

@@ -17,6 +17,29 @@ TEST(OptionsTest, WhatIsNotGivenHasItsDefault)
     EXPECT_EQ(options.duration, std::chrono::seconds(25));
     EXPECT_EQ(options.speed, 1.0);
     EXPECT_FALSE(options.debug);
+    EXPECT_FALSE(options.wholeLog);
+    EXPECT_EQ(options.starts, 1U);
+    EXPECT_TRUE(options.scenario.empty());
+    EXPECT_TRUE(options.connector.empty());
+    EXPECT_FALSE(options.isDurationGiven);
+    EXPECT_FALSE(options.isServerGiven);
+}
+
+TEST(OptionsTest, WhatAScenarioMayNotOverruleIsKnown)
+{
+    EXPECT_TRUE(ParseOptions({"--agent=a", "--results=r", "--duration=1"}).isDurationGiven);
+    EXPECT_TRUE(ParseOptions({"--agent=a", "--results=r", "--keep"}).isDurationGiven);
+    EXPECT_TRUE(ParseOptions({"--agent=a", "--results=r", "--server="}).isServerGiven);
+}
+
+TEST(OptionsTest, AScenarioIsPlayedWithAConnectorAsOftenAsAskedFor)
+{
+    const Lab::Options options =
+        ParseOptions({"--agent=a", "--results=r", "--connector", "c", "--scenario=s.json", "--starts", "3", "--log"});
+    EXPECT_EQ(options.connector, "c");
+    EXPECT_EQ(options.scenario, "s.json");
+    EXPECT_EQ(options.starts, 3U);
+    EXPECT_TRUE(options.wholeLog);
 }
 
 TEST(OptionsTest, ValuesStandBehindOrInsideOfTheOption)
@@ -40,6 +63,10 @@ TEST(OptionsTest, WhatMakesNoSenseIsRefused)
     EXPECT_THROW(ParseOptions({"--agent=a"}), std::invalid_argument);
     EXPECT_THROW(ParseOptions({"--agent=a", "--results"}), std::invalid_argument);
     EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", "--loud"}), std::invalid_argument);
+    for (const char* number : {"--starts=0", "--starts=-1", "--starts=x", "--starts=", "--starts=1001", "--starts=1.5"})
+    {
+        EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", number}), std::invalid_argument) << number;
+    }
     for (const char* number :
          {"--speed=0", "--speed=-1", "--speed=x", "--speed=", "--speed=1e9", "--speed=nan", "--duration=2s"})
     {

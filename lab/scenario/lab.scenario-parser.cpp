@@ -1,0 +1,227 @@
+#include "lab.scenario-parser.hpp"
+
+#include "lab.json-functions.hpp"
+#include "lab.scenario-reader.hpp"
+#include "shared.util-functions.hpp"
+
+#include <fstream>
+#include <iterator>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace Lab
+{
+
+namespace
+{
+
+/// Keys that every answer and every fault takes beside those of its own.
+constexpr std::string_view AnswerKeys = "answer";
+constexpr std::string_view FaultKeys = "fault at after delay start";
+
+ScenarioUser ReadUser(const ObjectReader& reader)
+{
+    ScenarioUser user;
+    user.isSignedIn = reader.Flag("signedIn", user.isSignedIn);
+    user.username = reader.Text("username", user.username);
+    user.domain = reader.Text("domain", user.domain);
+    user.tenantId = reader.Text("tenant", user.tenantId);
+    user.subTenantId = reader.Text("subtenant", user.subTenantId);
+    user.groups = reader.TextList("groups");
+    return user;
+}
+
+std::map<std::string, std::string> ReadVpn(const ObjectReader& reader)
+{
+    std::map<std::string, std::string> values;
+    for (const KeyRule& rule : KeyRules())
+    {
+        if (rule.object == ScenarioObject::Vpn && reader.Has(rule.key))
+        {
+            values[std::string(rule.key)] = reader.Text(rule.key);
+        }
+    }
+    return values;
+}
+
+void ReadSettings(const ObjectReader& reader, Scenario& scenario)
+{
+    for (const KeyRule& rule : KeyRules())
+    {
+        if (rule.object != ScenarioObject::Settings || !reader.Has(rule.key))
+        {
+            continue;
+        }
+        auto& value = scenario.settings[std::string(rule.key)];
+        if (rule.kind == ValueKind::Text)
+        {
+            value = reader.Text(rule.key);
+        }
+        else
+        {
+            value = static_cast<std::uint32_t>(reader.Count(rule.key, 0));
+        }
+    }
+}
+
+RegistrationAnswer ReadAnswer(const ObjectReader& reader)
+{
+    RegistrationAnswer answer;
+    if (const auto* const rule = reader.ChooseName("answer", "answer", AnswerRules(), AnswerKeys))
+    {
+        answer.kind = rule->kind;
+    }
+    answer.server = reader.Text("server");
+    answer.code = static_cast<std::int32_t>(reader.Count("code", static_cast<std::uint64_t>(answer.code)));
+    answer.delay = AgentSeconds(reader.Number("delay", 0));
+    return answer;
+}
+
+void ReadCloud(const ObjectReader& reader, CloudBehaviour& cloud, Problems& problems)
+{
+    if (const auto entries = reader.ObjectList("registration"); !entries.empty())
+    {
+        cloud.registration.clear();
+        for (const ObjectReader::Entry& entry : entries)
+        {
+            cloud.registration.push_back(
+                ReadAnswer(ObjectReader(*entry.value, entry.path, ScenarioObject::Answer, problems)));
+        }
+    }
+    if (reader.IsEmptyList("registration"))
+    {
+        reader.Refuse("registration", "needs at least one answer");
+    }
+    cloud.accountId = static_cast<std::uint32_t>(reader.Count("accountId", cloud.accountId));
+    cloud.agentUuid = reader.Text("agentUuid", cloud.agentUuid);
+    cloud.unreachable = reader.TextList("unreachable");
+    if (const rapidjson::Value* const configuration = reader.Object("configuration"))
+    {
+        auto copy = std::make_shared<rapidjson::Document>();
+        copy->CopyFrom(*configuration, copy->GetAllocator());
+        cloud.configuration = std::move(copy);
+    }
+}
+
+void ReadTime(const ObjectReader& reader, Fault& fault)
+{
+    const bool isAfter = reader.Has("after");
+    if (isAfter && reader.Has("at"))
+    {
+        reader.Refuse("at", "cannot be given beside \"after\"");
+    }
+    if (!isAfter && reader.Has("delay"))
+    {
+        reader.Refuse("delay", "means nothing without \"after\"");
+    }
+    if (const std::string after = reader.Text("after"); isAfter && after != "registration")
+    {
+        reader.Refuse("after", fmt::format("{} is nothing that can be awaited; there is: registration", Quote(after)));
+    }
+    fault.origin = isAfter ? FaultOrigin::Registration : FaultOrigin::Start;
+    fault.time = AgentSeconds(reader.Number(isAfter ? "delay" : "at", 0));
+}
+
+Fault ReadFault(const ObjectReader& reader, Problems& problems)
+{
+    constexpr double StandardPause = 0.05;
+    constexpr std::uint64_t StandardSize = 64;
+    Fault fault;
+    if (const auto* const rule = reader.ChooseName("fault", "fault", FaultRules(), FaultKeys))
+    {
+        fault.kind = rule->kind;
+    }
+    ReadTime(reader, fault);
+    fault.start = static_cast<std::uint32_t>(reader.Count("start", 1));
+    fault.duration = AgentSeconds(reader.Number("seconds", 0));
+    fault.pause = AgentSeconds(reader.Number("pause", StandardPause));
+    fault.count = reader.Count("count", 1);
+    fault.size = reader.Count("size", StandardSize);
+    fault.exitCode = static_cast<std::int32_t>(reader.Count("exitCode", 1));
+    fault.msgId = static_cast<std::uint32_t>(reader.Count("msgId", 0));
+    const rapidjson::Value* const payload = reader.Object("payload");
+    fault.payload = payload == nullptr ? "{}" : Json::ToText(*payload);
+    if (const rapidjson::Value* const user = reader.Object("user"))
+    {
+        fault.user = ReadUser(ObjectReader(*user, reader.PathOf("user"), ScenarioObject::User, problems));
+    }
+    if (const rapidjson::Value* const vpn = reader.Object("vpn"))
+    {
+        fault.vpn = ReadVpn(ObjectReader(*vpn, reader.PathOf("vpn"), ScenarioObject::Vpn, problems));
+    }
+    return fault;
+}
+
+void ReadParts(const ObjectReader& reader, Scenario& scenario, Problems& problems)
+{
+    const auto part = [&](std::string_view key, ScenarioObject object, auto&& read)
+    {
+        if (const rapidjson::Value* const value = reader.Object(key))
+        {
+            read(ObjectReader(*value, reader.PathOf(key), object, problems));
+        }
+    };
+    part("user", ScenarioObject::User, [&](const ObjectReader& user) { scenario.user = ReadUser(user); });
+    part("vpn", ScenarioObject::Vpn, [&](const ObjectReader& vpn) { scenario.vpn = ReadVpn(vpn); });
+    part("settings", ScenarioObject::Settings, [&](const ObjectReader& settings) { ReadSettings(settings, scenario); });
+    part(
+        "cloud", ScenarioObject::Cloud, [&](const ObjectReader& cloud) { ReadCloud(cloud, scenario.cloud, problems); });
+    for (const ObjectReader::Entry& entry : reader.ObjectList("faults"))
+    {
+        scenario.faults.push_back(
+            ReadFault(ObjectReader(*entry.value, entry.path, ScenarioObject::Fault, problems), problems));
+    }
+}
+
+} // namespace
+
+Scenario ParseScenario(std::string_view text)
+{
+    rapidjson::Document document;
+    try
+    {
+        document = Json::Parse(text);
+    }
+    catch (const Json::JsonError& problem)
+    {
+        throw ScenarioError(problem.what());
+    }
+    Problems problems;
+    Scenario scenario;
+    const ObjectReader reader(document, "$", ScenarioObject::Scenario, problems);
+    scenario.title = reader.Text("title");
+    scenario.server = reader.Text("server", scenario.server);
+    scenario.exitCode = static_cast<std::int32_t>(reader.Count("exitCode", 0));
+    if (reader.Has("duration"))
+    {
+        scenario.duration = AgentSeconds(reader.Number("duration", 0));
+    }
+    ReadParts(reader, scenario, problems);
+    if (problems.AreThere())
+    {
+        throw ScenarioError(problems.Describe());
+    }
+    return scenario;
+}
+
+Scenario ReadScenario(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    if (!stream)
+    {
+        throw ScenarioError(fmt::format("{}: cannot be read", file.string()));
+    }
+    try
+    {
+        return ParseScenario(text);
+    }
+    catch (const ScenarioError& problem)
+    {
+        const std::string prefix = file.string() + ": ";
+        throw ScenarioError(prefix + Shared::Util::ReplaceAll(std::string_view(problem.what()), "\n", "\n" + prefix));
+    }
+}
+
+} // namespace Lab

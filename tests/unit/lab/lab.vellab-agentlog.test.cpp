@@ -1,0 +1,72 @@
+#include "lab.vellab-agentlog.hpp"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using Lab::AgentLog;
+using Lab::IsForTimeline;
+using Lab::LogEntry;
+using Lab::ParseLogLine;
+
+constexpr std::int64_t Noon = 1'795'262'400'000; // 2026-11-21 12:00:00
+
+TEST(AgentLogTest, ALineHasATimeALevelAndAText)
+{
+    EXPECT_EQ(
+        ParseLogLine("[2026-11-21 12:00:01.250] [info] Main loop state: Initialise"),
+        (LogEntry{Noon + 1250, "info", "Main loop state: Initialise"}));
+    EXPECT_EQ(ParseLogLine("[2026-11-21 12:00:00.000] [warning] [x] y")->text, "[x] y");
+}
+
+TEST(AgentLogTest, WhatHasNoHeadIsNoEntry)
+{
+    for (const char* line :
+         {"", "  MsgId: 24000", "[info] text", "[2026-11-21 12:00:01] [info] text",
+          "[2026-13-21 12:00:01.250] [info] x", "[2026-02-30 12:00:01.250] [info] x",
+          "[2026-11-21 12:00:0a.250] [info] x", "[2026-11-21 12:00:01.250] [info"})
+    {
+        EXPECT_FALSE(ParseLogLine(line).has_value()) << line;
+    }
+}
+
+TEST(AgentLogTest, LinesWithoutAHeadBelongToTheEntryBefore)
+{
+    AgentLog log;
+    EXPECT_TRUE(log.Feed("orphan\n[2026-11-21 12:00:00.000] [info] Serialised message:\n  MsgId: 24000\n").empty());
+    const std::vector<LogEntry> entries = log.Feed("  SeqNum: 5\r\n[2026-11-21 12:00:00.001] [info] next\n");
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].text, "Serialised message:\n  MsgId: 24000\n  SeqNum: 5");
+    ASSERT_EQ(log.Finish().size(), 1U);
+    EXPECT_TRUE(log.Finish().empty());
+}
+
+TEST(AgentLogTest, AnEntryOfManyLinesDoesNotGrowWithoutEnd)
+{
+    AgentLog log;
+    (void)log.Feed("[2026-11-21 12:00:00.000] [info] payload\n");
+    for (int i = 0; i < 10'000; ++i)
+    {
+        (void)log.Feed("a line of a payload\n");
+    }
+    EXPECT_LT(log.Finish()[0].text.size(), 5000U);
+}
+
+TEST(AgentLogTest, StatesMilestonesAndWhateverIsGraveAreForTheTimeline)
+{
+    EXPECT_TRUE(IsForTimeline({0, "info", "Main loop state: Register"}));
+    EXPECT_TRUE(IsForTimeline({0, "info", "The agent registered successfully."}));
+    EXPECT_TRUE(IsForTimeline({0, "warning", "anything"}));
+    EXPECT_TRUE(IsForTimeline({0, "error", "anything"}));
+    EXPECT_TRUE(IsForTimeline({0, "info", "IOWorker successfully connected"}));
+    EXPECT_FALSE(IsForTimeline({0, "info", "anything"}));
+    EXPECT_FALSE(IsForTimeline({0, "info", "IOWorker: connector socket read data available"}));
+    EXPECT_FALSE(IsForTimeline({0, "info", "IOWorker wrote socket data to VELAgentPortalProcess"}));
+    EXPECT_FALSE(IsForTimeline({0, "warning", "Connector: [warning] told by the connector itself"}));
+}
+
+} // namespace

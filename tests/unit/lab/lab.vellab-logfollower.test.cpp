@@ -1,0 +1,76 @@
+#include "lab.vellab-logfollower.hpp"
+
+#include "test.support-temporaryfolder.hpp"
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+
+class LogFollowerTest : public ::testing::Test
+{
+protected:
+    void Append(const std::string& text)
+    {
+        std::ofstream(m_file, std::ios::binary | std::ios::app) << text;
+    }
+
+    std::string TakeShown()
+    {
+        std::string shown = m_out.str();
+        m_out.str("");
+        return shown;
+    }
+
+    TestSupport::TemporaryFolder m_folder;
+    std::filesystem::path m_file = m_folder.Path() / "agent.log";
+    std::ostringstream m_out;
+    Lab::Timeline m_timeline{m_out};
+};
+
+TEST_F(LogFollowerTest, AnEntryIsShownAtItsTimeOnAFasterClock)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 10, false);
+    follower.BeginStart();
+    Append("[2026-11-21 12:00:00.000] [info] This agent is version 1.0.0\n");
+    Append("[2026-11-21 12:05:00.000] [warning] five minutes later\n");
+    follower.Poll();
+    EXPECT_THAT(TakeShown(), HasSubstr("agent     | This agent is version 1.0.0"));
+    follower.Poll();
+    EXPECT_THAT(TakeShown(), MatchesRegex("\\[  30\\.\\w+\\] agent     . warning: five minutes later\n"));
+    follower.Finish();
+    EXPECT_THAT(TakeShown(), IsEmpty());
+}
+
+TEST_F(LogFollowerTest, ASecondStartHasATimeOfItsOwn)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 1, false);
+    follower.BeginStart();
+    Append("[2026-11-21 12:00:00.000] [info] Main loop state: Stopped\n");
+    follower.Finish();
+    (void)TakeShown();
+    follower.BeginStart();
+    Append("[2026-11-21 18:00:00.000] [info] Main loop state: Initialise\n");
+    follower.Finish();
+    EXPECT_THAT(TakeShown(), MatchesRegex("\\[   0\\.\\w+\\] agent     . Main loop state: Initialise\n"));
+}
+
+TEST_F(LogFollowerTest, TheWholeLogIsShownAsItStands)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 1, true);
+    Append("[2026-11-21 12:00:00.000] [debug] a\n  b\nrest");
+    follower.Poll();
+    EXPECT_EQ(TakeShown(), "[2026-11-21 12:00:00.000] [debug] a\n  b\n");
+    follower.Finish();
+    EXPECT_EQ(TakeShown(), "rest");
+}
+
+} // namespace
