@@ -253,7 +253,7 @@ TEST_F(ChildOfUserTest, EveryToolIsTheSameUserWithoutRights)
 TEST_F(ChildOfUserTest, APathTestHasNoRawSocketsToBeGiven)
 {
     const std::string output = RunAsOrdinaryUser({L"--path-tool", L"--try-raw-socket"});
-    EXPECT_THAT(output, testing::EndsWith("no\n"));
+    EXPECT_THAT(output, testing::HasSubstr("\nno\n"));
     EXPECT_THAT(output, testing::HasSubstr("may not open raw sockets"));
 }
 
@@ -266,8 +266,8 @@ TEST_F(ChildOfUserTest, ALowToolWritesNowhere)
     const TestSupport::TemporaryFolder folder;
     ASSERT_EQ(::chown(folder.Path().c_str(), OrdinaryUser, OrdinaryUser), 0);
     const std::wstring file = Shared::Util::ConvertStringType((folder.Path() / "file").string());
-    EXPECT_THAT(RunAsOrdinaryUser({L"--plain-tool-restricted", L"--try-write=" + file}), testing::EndsWith("no\n"));
-    EXPECT_THAT(RunAsOrdinaryUser({L"--plain-tool", L"--try-write=" + file}), testing::EndsWith("yes\n"));
+    EXPECT_THAT(RunAsOrdinaryUser({L"--plain-tool-restricted", L"--try-write=" + file}), testing::HasSubstr("\nno\n"));
+    EXPECT_THAT(RunAsOrdinaryUser({L"--plain-tool", L"--try-write=" + file}), testing::HasSubstr("\nyes\n"));
 }
 
 TEST_F(ChildOfUserTest, ItsToolsEndWhenItIsKilled)
