@@ -133,7 +133,9 @@ bool StopConnectorWorker(ProcessObjects& objects)
         return true;
     }
     objects.connectorWorker->GetConnectorStopEvent().SignalNoThrow();
-    return Shared::Concurrency::WaitFor(objects.connectorWorker->GetHandle(), WorkerEndTimeoutMs);
+    // No handle: its thread could not be started.
+    const Shared::Raii::RawHandle thread = objects.connectorWorker->GetHandle();
+    return thread == nullptr || Shared::Concurrency::WaitFor(thread, WorkerEndTimeoutMs);
 }
 
 /// Whether a thread has outlived the objects' time, and with it the end of main().

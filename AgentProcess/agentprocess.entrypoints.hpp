@@ -32,8 +32,8 @@ void InitialiseProcess(
     Shared::WinReg::RegKey& agentKey);
 
 /// The whole life of the process: builds its long-lived objects, starts the connector worker, runs the main loop on the
-/// calling thread, gives the worker 3.5 seconds to end, and returns the exit code. A failed initialisation is logged and gives 1500. On a Windows older than 10 version 1809 it ends the
-/// process at once with 6500.
+/// calling thread, gives the worker 3.5 seconds to end, and returns the exit code. A failed initialisation is logged and
+/// gives 1500. On a Windows older than 10 version 1809 it ends the process at once with 6500.
 std::int32_t ProcessMain(int argc, const char* const* argv);
 
 /// What main() does: ProcessMain(), the last line of the log, and the logger's shut-down. A FatalException that leaves

@@ -13,7 +13,7 @@ using WireProtocol::Comms::InboundMessage;
 
 void RequestFromServer(LoopContext&)
 {
-    throw Shared::Exception::RuntimeException("This build has no link to the server yet: nothing was requested");
+    throw Shared::Exception::RuntimeException("This build asks the server for nothing yet");
 }
 
 void ConfigCompleted(LoopContext& context)

@@ -5,8 +5,9 @@
 namespace Agent::Process::StateFunctions
 {
 
-/// Where the agent spends its life: waits, without a limit, for the stop event, a change of the agent key, a finished
-/// response, the upgrade timer and the heartbeat, and reacts to the first of them in this order. No polling happens yet.
+/// Where the agent spends its life: waits, without a limit, for the stop event, a change of the agent key, messages of the
+/// server, a finished response, the upgrade timer and the heartbeat, and reacts to the first of them in this order. No
+/// polling happens yet.
 /// Throws what the wait and the reactions throw; the watch on the key is armed again all the same.
 void InPolling(LoopContext& context);
 

@@ -3,11 +3,13 @@
 #include "lab.vellab-settings.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.concurrency-event.hpp"
+#include "shared.concurrency-functions.hpp"
 #include "shared.time-clock.hpp"
 #include "shared.winreg-administration.hpp"
 #include "shared.winreg-functions.hpp"
 
 #include <chrono>
+#include <filesystem>
 #include <regex>
 
 namespace
@@ -61,14 +63,29 @@ TEST_F(AgentTest, StartsWalksItsStatesAndStopsByTheEventWithCode0)
 TEST_F(AgentTest, WithAUserSignedInItKnowsTheTenantAndTriesToRegister)
 {
     Lab::SetVpnUser(Lab::VpnUser());
+    WinReg::SetDwordValue(Root::LocalMachine, Paths::Config, L"MaximumRetryDelaySeconds", 60);
     Event stop(false, true, L"StopEvent");
     const auto agent = StartAgent({Fast});
-    AwaitLog("Main loop state: RetryPrevious");
+    AwaitLog("Register() is reconnecting");
+    // There is no connector beside the agent: its start fails, and is tried again.
+    AwaitLog("Attempting to start Connector...");
+    AwaitLog("IOWorker will retry in 30000ms");
+    AwaitLog("IOWorker will retry in 60000ms");
     stop.Signal();
+    // The registration waits for a connection without a limit, and so does the stop. Fifty seconds of the agent.
+    EXPECT_FALSE(Shared::Concurrency::WaitFor(agent->GetHandle(), 1000)) << ReadLog();
+    // With one the agent sees that nobody answers, and then that it is to stop.
+    std::filesystem::copy_file(
+        Program("lab/VELPortalProcess").replace_extension(".exe"), AgentFolder() / "connector being copied");
+    std::filesystem::rename(AgentFolder() / "connector being copied", AgentFolder() / "VELPortalProcess.exe");
     const RunResult result = AwaitEnd(*agent);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_THAT(result.output, HasSubstr("This machine's BIOS serial number is "));
     EXPECT_THAT(result.log, HasSubstr("Attempting to register agent..."));
+    EXPECT_THAT(result.log, HasSubstr("[error] Exception in IOWorker main loop: "));
+    EXPECT_THAT(result.log, HasSubstr("IOWorker successfully connected"));
+    EXPECT_THAT(result.log, HasSubstr("Register success message timed out"));
+    EXPECT_THAT(result.log, HasSubstr("Main loop state: RetryPrevious"));
     EXPECT_THAT(result.log, Not(HasSubstr("no subtenant-id was found")));
     EXPECT_THAT(result.log, Not(HasSubstr("lab-tenant")));
 }

@@ -123,7 +123,11 @@ IOWorker::IOWorker(bool debugMode, std::wstring serverAddress, OutQueue* outQueu
 
 void IOWorker::ReconnectConnector(const std::wstring& server)
 {
-    const Command command{Command::Reconnect, server, Event(false, true)};
+    Post({Command::Reconnect, server, Event(false, true)});
+}
+
+void IOWorker::Post(const Command& command)
+{
     m_commands.Push(command);
     (void)command.doneEvent.WaitOnEvent();
 }
@@ -135,18 +139,20 @@ Event& IOWorker::GetConnectorStopEvent() noexcept
 
 void IOWorker::ValidateRunPrerequisites() const
 {
-    constexpr const char* Advice = "You probably didn't initialise this thread with a non-default constructor.";
     if (e_outQueue == nullptr)
     {
-        throw RuntimeException(fmt::format("No e_outQueue available. {}", Advice));
+        throw RuntimeException(
+            "No e_outQueue available. You probably didn't initialise this thread with a non-default constructor.");
     }
     if (e_inQueue == nullptr)
     {
-        throw RuntimeException(fmt::format("No e_inQueue available. {}", Advice));
+        throw RuntimeException(
+            "No e_inQueue available. You probably didn't initialise this thread with a non-default constructor.");
     }
     if (!m_stopEvent.HasHandle())
     {
-        throw RuntimeException(fmt::format("No stop event found. {}", Advice));
+        throw RuntimeException(
+            "No stop event found. You probably didn't initialise this thread with a non-default constructor.");
     }
 }
 
@@ -272,21 +278,20 @@ void IOWorker::StartConnector()
     // The stop event goes with it.
     description.inheritHandles = true;
     m_connector = Shared::Concurrency::Process(std::move(description));
-    EnsureConnectorIdentity();
+    if (!m_connectorIdentity.IsValid())
+    {
+        CreateConnectorProcessIdentity();
+    }
     Shared::Log::Info("Attempting to start Connector...");
     m_connector.StartAsUser(m_connectorIdentity);
     m_job.AssignProcessToThisJob(m_connector.GetProcessHandle());
 }
 
-void IOWorker::EnsureConnectorIdentity()
+void IOWorker::CreateConnectorProcessIdentity()
 {
-    if (!m_connectorIdentity.IsValid())
-    {
-        m_connectorIdentity = m_debugMode
-            ? Shared::Security::CreateAdminRestrictedToken()
-            : Shared::Security::LogonService(
-                  Shared::Security::WellKnownAccount::NetworkService, "LogonUserW() failed: ");
-    }
+    m_connectorIdentity = m_debugMode
+        ? Shared::Security::CreateAdminRestrictedToken()
+        : Shared::Security::LogonService(Shared::Security::WellKnownAccount::NetworkService, "LogonUserW() failed: ");
 }
 
 void IOWorker::AwaitConnector(OverlappedOp& connect, OverlappedOp& logConnect)

@@ -34,11 +34,21 @@ struct Command
 /// the outbound queue to the connector, puts what the connector passes up in the inbound queue, copies the connector's log
 /// lines to the agent's log, and starts the connector again after any failure, with a growing delay.
 ///
-/// What waits in the outbound queue when a connection is made was meant for the one before, and is dropped.
+/// What waits in the outbound queue when a connection is made was meant for the one before, and is dropped. The connector
+/// goes before the agent: as long as it sends without a pause, nothing is sent to it and none of its log lines is read.
+/// The inbound queue has no limit; whoever takes from it keeps it small. A message has the limit of the pipe.
+///
+/// The delay after the n-th failure in a row is CalculateRetryDelay(n); anything that goes well starts the count anew. A
+/// message that is none is not dropped: it fails again after each delay, until there is a command, a stop, or the end of
+/// the connector. A write that is not taken within 5 seconds is lost, and the connection stays.
 ///
 /// It stops when the event that GetConnectorStopEvent() gives is signalled, which the connector sees too: at once in all
-/// of its waits but those for the connector's first sign of life (up to 10 seconds) and for a write (up to 5). The
+/// of its waits but those for the connector's first sign of life (up to 10 seconds), for a write (up to 5), for the rest
+/// of a long message (up to 4 for each piece) and for the end of a connector that failed (1). Commands go before it. The
 /// connector ends with the worker's job, whatever it does.
+///
+/// Its thread alone touches pipes, process and operations; others meet it through the queues, the commands and the stop
+/// event. Join() before destruction.
 class IOWorker : public Shared::Concurrency::Thread, public Ops::ConnectorLink
 {
 public:
@@ -59,13 +69,20 @@ public:
     IOWorker& operator=(const IOWorker&) = delete;
     ~IOWorker() override = default;
 
-    /// Any other thread. Throws the runtime exceptions of Event's wait.
+    /// Gives the worker a command and waits, without limit, until it has been carried out: the worker has a connection to
+    /// `server` then. A command that fails is tried again, at the growing delay, until it succeeds; so this never returns
+    /// once the worker has ended. Any other thread; several are served in the order in which they come. Throws
+    /// Win32Exception "WaitForSingleObject failed".
     void ReconnectConnector(const std::wstring& server) override;
 
-    /// Signalled by whoever wants the link to end.
+    /// Signalled, from any thread, by whoever wants the link to end. Owned here.
     Shared::Concurrency::Event& GetConnectorStopEvent() noexcept;
 
 protected:
+    /// Queues a command and waits until it has been carried out, as ReconnectConnector(). One of a value that is not known
+    /// is logged as an error and counts as carried out.
+    void Post(const Command& command);
+
     /// Always 0. Throws the runtime exceptions that tell which of its surroundings is missing.
     int Run() override;
 
@@ -93,7 +110,7 @@ private:
     void RenewJob();
     Shared::Ipc::AsyncMessageBasedNamedPipeServer MakePipe(std::wstring& name) const;
     void StartConnector();
-    void EnsureConnectorIdentity();
+    void CreateConnectorProcessIdentity();
     void AwaitConnector(Shared::Concurrency::OverlappedOp& connect, Shared::Concurrency::OverlappedOp& logConnect);
     void GiveUpOnConnector();
 

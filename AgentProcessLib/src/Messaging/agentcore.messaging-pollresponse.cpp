@@ -1,41 +1,21 @@
 #include "agentcore.messaging-pollresponse.hpp"
 
 #include "shared.exception-exceptions.hpp"
+#include "shared.protobuf-functions.hpp"
 
-#include <rapidjson/document.h>
+#include <poll.pb.h>
 
 namespace AgentCore::Messaging
 {
 
-namespace
-{
-
-[[noreturn]] void ThrowUnreadable(const std::string& payload)
-{
-    throw Shared::Exception::RuntimeException("Failed to parse PollResponse " + payload);
-}
-
-} // namespace
-
 bool AsksForConfiguration(const std::string& payload)
 {
-    // Iterative, as nesting comes from outside and must not use up the stack.
-    rapidjson::Document document;
-    document.Parse<rapidjson::kParseIterativeFlag>(payload.data(), payload.size());
-    if (document.HasParseError() || !document.IsObject())
+    PollResponse response;
+    if (!Shared::Protobuf::TryParseJSON(payload, response, Shared::Protobuf::UnknownFields::Ignore))
     {
-        ThrowUnreadable(payload);
+        throw Shared::Exception::RuntimeException("Failed to parse PollResponse " + payload);
     }
-    const auto found = document.FindMember("fetchConfig");
-    if (found == document.MemberEnd() || found->value.IsNull())
-    {
-        return false;
-    }
-    if (!found->value.IsBool())
-    {
-        ThrowUnreadable(payload);
-    }
-    return found->value.GetBool();
+    return response.fetch_config();
 }
 
 } // namespace AgentCore::Messaging

@@ -5,9 +5,9 @@
 namespace AgentCore::Messaging
 {
 
-/// Whether the answer to a poll tells the agent to fetch its configuration again; unknown members are ignored.
-/// Throws the runtime exception "Failed to parse PollResponse " and the payload for a text that is no JSON object, or in
-/// which `fetchConfig` is no boolean.
+/// Whether the answer to a poll, a `PollResponse` in JSON, tells the agent to fetch its configuration again; members that
+/// are not known are ignored. Throws the runtime exception "Failed to parse PollResponse " and the payload for any other
+/// text, after an error in the log that says why.
 bool AsksForConfiguration(const std::string& payload);
 
 } // namespace AgentCore::Messaging

@@ -12,6 +12,7 @@
 #include "shared.util-time.hpp"
 #include "wireprotocol.comms-functions.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <optional>
 #include <utility>
@@ -37,6 +38,8 @@ namespace
 constexpr std::int32_t TemporaryRedirect = 307;
 /// The server's words for a UUID that it does not believe.
 constexpr const char* RefusedUuid = "Re-registration with different uuid not allowed";
+/// The one control character above the blank that is no letter of anything.
+constexpr wchar_t Delete = L'\x7F';
 
 /// What the requests of one registration named, for when the server orders something in the end. Requests that named the
 /// same are kept once: a server may send the agent on for as long as it likes.
@@ -79,9 +82,10 @@ private:
     std::vector<Attempt> m_attempts;
 };
 
-/// Sends one request and judges its answer; gives the server to try instead, or an empty text when the registration is
-/// over in some way.
-std::wstring RegisterOnce(const RegistrationContext& context, const std::wstring& server, Attempts& attempts)
+/// Sends one request and judges its answer; gives the server to try instead, or nothing when the registration is over in
+/// some way.
+std::optional<std::wstring> RegisterOnce(
+    const RegistrationContext& context, const std::wstring& server, Attempts& attempts)
 {
     const VpnConnectionInfo vpnInfo = context.identity.GetVpnConnectionInfo();
     const std::wstring& subtenant = vpnInfo.subTenantId;
@@ -90,7 +94,7 @@ std::wstring RegisterOnce(const RegistrationContext& context, const std::wstring
         Shared::Log::Warn("Tried to register, but no subtenant-id was found. This agent will remain in a "
                           "disconnected-disabled state.");
         context.appState.runtimeStates.Push(RuntimeState::Disconnected);
-        return {};
+        return std::nullopt;
     }
     Shared::Log::Info("Attempting to register agent...");
     context.identity.DeleteRegistration();
@@ -129,11 +133,25 @@ bool FollowInstruction(
     return false;
 }
 
+/// Takes over the server that an answer names. Its host becomes a word of the connector's command line, and the agent waits
+/// without limit for the connector that is started with it: what cannot be a host must not get that far.
+void TakeOverServer(AppSettings& settings, const RegisterResponse& response)
+{
+    settings.serverRaw = ConvertStringType(response.server());
+    Shared::AppSettings::SetServerAndPort(settings);
+    const bool isWord = std::none_of(
+        settings.server.begin(), settings.server.end(),
+        [](wchar_t character) { return character <= L' ' || character == Delete; });
+    if (settings.server.empty() || !isWord)
+    {
+        throw Shared::Exception::RuntimeException("The server named no host to register with: " + response.server());
+    }
+}
+
 std::wstring Redirect(const RegisterResponse& response)
 {
     AppSettings redirected;
-    redirected.serverRaw = ConvertStringType(response.server());
-    Shared::AppSettings::SetServerAndPort(redirected);
+    TakeOverServer(redirected, response);
     Shared::Log::Info(
         "The register request has been redirected. Retrying against: {}:{}", ConvertStringType(redirected.server),
         redirected.port);
@@ -146,8 +164,7 @@ void TakeOverIdentity(AppSettings& settings, const RegisterResponse& response)
     changed.accountId = response.account_id();
     changed.agentUuid = ConvertStringType(response.agent_uuid());
     changed.subtenantId = ConvertStringType(response.sub_tenant_id());
-    changed.serverRaw = ConvertStringType(response.server());
-    Shared::AppSettings::SetServerAndPort(changed);
+    TakeOverServer(changed, response);
     settings = std::move(changed);
 }
 
@@ -207,16 +224,15 @@ void Register(const RegistrationContext& context, const std::wstring& server)
     Attempts attempts;
     try
     {
-        std::wstring next = server;
-        do
+        std::optional<std::wstring> next = server;
+        while ((next = RegisterOnce(context, *next, attempts)))
         {
-            next = RegisterOnce(context, next, attempts);
-            if (!next.empty() && context.isStopRequested())
+            if (context.isStopRequested())
             {
                 context.appState.runtimeStates.Push(RuntimeState::Stopped);
                 return;
             }
-        } while (!next.empty());
+        }
     }
     catch (const Exception::ActionRequiredException& instruction)
     {
@@ -258,7 +274,7 @@ void SendRegister(
     appState.outboundMessages.Push(std::move(message));
 }
 
-std::wstring ProcessRegistrationResponse(
+std::optional<std::wstring> ProcessRegistrationResponse(
     const RegistrationContext& context, const std::wstring& subtenant, const RegisterResponse& response)
 {
     if (response.status_code() == TemporaryRedirect)
@@ -281,7 +297,7 @@ std::wstring ProcessRegistrationResponse(
     // The server has them now.
     appState.usernames.clear();
     context.link.ReconnectConnector(appState.settings.server);
-    return {};
+    return std::nullopt;
 }
 
 } // namespace AgentCore::Ops

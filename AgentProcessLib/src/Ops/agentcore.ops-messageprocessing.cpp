@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <utility>
 
@@ -237,11 +238,11 @@ MessageResponse Judge(const Messaging::ResponseHelper& helper, WireProtocol::Com
 void ProcessIncomingMessages(MessageResponses& messageResponses, AppState& appState)
 {
     const Messaging::ResponseHelper helper(&appState.inboundMessages);
-    // One at a time: a message whose judgement throws is off the queue, and takes no other with it.
-    WireProtocol::Comms::InboundMessage message;
-    while (appState.inboundMessages.TakeFirst([](const WireProtocol::Comms::InboundMessage&) { return true; }, message))
+    // What comes meanwhile waits for the next call: a connector that never pauses must not keep the main loop here.
+    for (std::size_t left = appState.inboundMessages.Size(); left > 0; --left)
     {
-        messageResponses.Push(Judge(helper, std::move(message)));
+        // One at a time, and only this thread takes: a message whose judgement throws takes no other with it.
+        messageResponses.Push(Judge(helper, appState.inboundMessages.TakeAt(0)));
     }
 }
 

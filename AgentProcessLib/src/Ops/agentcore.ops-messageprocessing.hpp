@@ -11,8 +11,9 @@ using MessageResponses = Shared::Concurrency::ThreadSafeQueue<Messaging::Message
 
 // How finished exchanges with the server move the main loop on. Main thread only.
 
-/// Takes all that the connector has delivered, judges each message by its kind, and hands the answers over. Kinds that the
-/// agent does not know are answered with Failure and a line in the log.
+/// Takes all that the connector has delivered by now, judges each message by its kind, and hands the answers over. Kinds
+/// that the agent does not know are answered with Failure and a line in the log. What is delivered during the call waits
+/// for the next one.
 /// Throws as the judgements of ResponseHelper; the message is then gone, and those behind it wait for the next call.
 void ProcessIncomingMessages(MessageResponses& messageResponses, AppState& appState);
 

@@ -1,13 +1,23 @@
 #include "agentprocess.states-registration.hpp"
 
+#include "shared.appsettings-paths.hpp"
+#include "shared.time-clock.hpp"
+#include "shared.time-clockcontrol.hpp"
+#include "shared.winreg-administration.hpp"
 #include "test.support-mainloop.hpp"
+
+#include <chrono>
+#include <thread>
 
 namespace
 {
 
 using AgentCore::Messaging::MessageResponseStatus;
 using AgentCore::Ops::RuntimeState;
+using Shared::Log::Level;
+namespace Paths = Shared::AppSettings::Paths;
 namespace StateFunctions = Agent::Process::StateFunctions;
+namespace WinReg = Shared::WinReg;
 
 class RegistrationStatesTest : public TestSupport::MainLoopTest
 {
@@ -57,6 +67,31 @@ TEST_F(RegistrationStatesTest, RegisterForgetsWhatWaitsAndTurnsToTheServerOfTheS
     EXPECT_TRUE(m_state.inboundMessages.Empty());
     EXPECT_TRUE(m_responses.Empty());
     EXPECT_EQ(Top(), RuntimeState::Disconnected);
+}
+
+TEST_F(RegistrationStatesTest, AStopDuringTheWaitForTheAnswerIsSeenAfterTheTimeOut)
+{
+    WinReg::CreateKey(WinReg::Root::LocalMachine, Paths::Config);
+    WinReg::SetStringValue(WinReg::Root::LocalMachine, Paths::Config, L"ResponseTimeout", L"00:01:00");
+    Shared::Time::ClockControl::SetSpeed(1000);
+    m_identity.vpnInfo.subTenantId = L"tenant";
+    m_state.settings.server = L"cloud.example";
+    SetStack({RuntimeState::Register});
+    std::thread parent(
+        [&]
+        {
+            Shared::Time::SleepFor(std::chrono::seconds(5));
+            m_stopEvent.Signal();
+        });
+    Agent::Process::MainLoop loop(m_context);
+    const auto start = Shared::Time::MonotonicNow();
+    EXPECT_EQ(loop.Run(), 0);
+    parent.join();
+    // Sixty looks, with a second between two of them.
+    EXPECT_GE(Shared::Time::MonotonicNow() - start, std::chrono::seconds(59));
+    EXPECT_EQ(m_log.Count(Level::Error, "Register success message timed out"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "Main loop state: RetryPrevious"), 1U);
+    EXPECT_EQ(Stack(), (std::vector<RuntimeState>{RuntimeState::RetryPrevious, RuntimeState::Stopped}));
 }
 
 TEST_F(RegistrationStatesTest, EstablishConnectionLeadsToStartup)

@@ -1,19 +1,11 @@
 #include "agentcore.io-ioworker.hpp"
 
-#include "shared.appsettings-paths.hpp"
-#include "shared.time-clock.hpp"
-#include "shared.time-clockcontrol.hpp"
-#include "shared.winreg-administration.hpp"
-#include "shared.winreg-functions.hpp"
-#include "test.support-capturedlog.hpp"
-#include "test.support-eventnames.hpp"
+#include "contract.ioworkertest.hpp"
 #include "test.support-exceptions.hpp"
-#include "test.support-settingsstore.hpp"
-#include "test.support-time.hpp"
-#include "wireprotocol.comms-functions.hpp"
 
-#include <functional>
-#include <memory>
+#include <algorithm>
+#include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,114 +16,32 @@ namespace
 {
 
 using AgentCore::IO::IOWorker;
+using Contract::IOWorkerTest;
 using Shared::Log::Level;
 using TestSupport::LimitMs;
 using WireProtocol::Comms::InboundMessage;
-using WireProtocol::Comms::OutboundMessage;
-namespace WinReg = Shared::WinReg;
-
-/// A worker with a connector of the tests, whose behaviour is its server's name. The shortest delays that there are.
-class IOWorkerTest : public ::testing::Test
-{
-protected:
-    IOWorkerTest()
-    {
-        using Shared::AppSettings::Paths::Config;
-        WinReg::CreateKey(WinReg::Root::LocalMachine, Config);
-        WinReg::SetDwordValue(WinReg::Root::LocalMachine, Config, L"MinimumRetryDelaySeconds", 1);
-        WinReg::SetDwordValue(WinReg::Root::LocalMachine, Config, L"MaximumRetryDelaySeconds", 1);
-    }
-
-    ~IOWorkerTest() override
-    {
-        Stop();
-        Shared::Time::ClockControl::Reset();
-    }
-
-    /// For connectors that never come: ten seconds of waiting for one take one.
-    static void LiveFaster()
-    {
-        Shared::Time::ClockControl::SetSpeed(10);
-    }
-
-    void Start(const std::wstring& mode)
-    {
-        m_worker = std::make_unique<IOWorker>(true, mode, &m_out, &m_in);
-        m_worker->Start();
-    }
-
-    void Stop()
-    {
-        if (m_worker)
-        {
-            m_worker->GetConnectorStopEvent().Signal();
-            EXPECT_TRUE(m_worker->Join(LimitMs));
-            EXPECT_EQ(m_worker->GetExitCode(), 0U);
-            m_worker.reset();
-        }
-    }
-
-    static bool Await(const std::function<bool()>& holds)
-    {
-        const TestSupport::Stopwatch watch;
-        while (!holds())
-        {
-            if (watch.ElapsedMs() > LimitMs)
-            {
-                return false;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return true;
-    }
-
-    bool AwaitLine(Level level, const std::string& text, std::size_t times = 1)
-    {
-        return Await([&] { return m_log.Count(level, text) >= times; });
-    }
-
-    bool AwaitConnection(std::size_t times = 1)
-    {
-        return AwaitLine(Level::Info, "IOWorker successfully connected", times);
-    }
-
-    bool AwaitMessages(std::size_t count)
-    {
-        return Await([&] { return m_in.Size() >= count; });
-    }
-
-    /// Queues a message that the connector sends back as if the server had sent it.
-    void Send(
-        std::uint32_t msgId,
-        std::uint32_t seqNum,
-        std::uint32_t flags = 0,
-        const std::string& payload = "{}",
-        std::uint32_t status = 0)
-    {
-        VelRouter::V4_Message message;
-        message.set_msg_id(msgId);
-        message.set_seq_num(seqNum);
-        message.set_flags(flags);
-        message.set_payload(payload);
-        message.set_status(status);
-        OutboundMessage outbound;
-        outbound.Data.resize(message.ByteSizeLong());
-        message.SerializeToArray(outbound.Data.data(), static_cast<int>(outbound.Data.size()));
-        m_out.Push(std::move(outbound));
-    }
-
-    TestSupport::EventNames m_names;
-    TestSupport::TemporarySettingsStore m_store;
-    TestSupport::CapturedLog m_log;
-    IOWorker::OutQueue m_out;
-    IOWorker::InQueue m_in;
-    std::unique_ptr<IOWorker> m_worker;
-};
 
 TEST_F(IOWorkerTest, BothQueuesAreRequired)
 {
     EXPECT_EQ(TestSupport::RuntimeText([&] { IOWorker(true, L"", nullptr, &m_in); }), "e_outQueue is required");
     EXPECT_EQ(TestSupport::RuntimeText([&] { IOWorker(true, L"", &m_out, nullptr); }), "e_inQueue is required");
+}
+
+TEST_F(IOWorkerTest, WithoutItsStopEventItDoesNotRun)
+{
+    Prepare(L"echo");
+    m_worker->GetConnectorStopEvent().Close();
+    m_worker->Start();
+    ASSERT_TRUE(m_worker->Join(LimitMs));
+    EXPECT_EQ(m_worker->GetExitCode(), 1U);
+    EXPECT_EQ(
+        m_log.Count(
+            Level::Error,
+            "No stop event found. You probably didn't initialise this thread with a non-default "
+            "constructor."),
+        1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker started"), 0U);
+    m_worker.reset();
 }
 
 TEST_F(IOWorkerTest, MessagesGoOutAndComeIn)
@@ -240,6 +150,19 @@ TEST_F(IOWorkerTest, AConnectorThatEndsIsStartedAgain)
     EXPECT_GE(m_log.Count(Level::Warning, "IOWorker will retry in 1000ms"), 1U);
 }
 
+TEST_F(IOWorkerTest, AConnectorThatIsKilledIsStartedAgain)
+{
+    Start(L"killed");
+    ASSERT_TRUE(AwaitConnection());
+    Send(19, 1);
+    ASSERT_TRUE(AwaitConnection(2));
+    EXPECT_EQ(
+        m_log.Count(Level::Error, "Connector unexpectedly exited: 0X") +
+            m_log.Count(
+                Level::Error, "Connector unexpectedly exited (an attempt will be made to restablish connection): "),
+        1U);
+}
+
 TEST_F(IOWorkerTest, AConnectorThatBreaksItsPipeIsStartedAgain)
 {
     Start(L"gone");
@@ -262,6 +185,15 @@ TEST_F(IOWorkerTest, AConnectorThatNeverConnectsIsGivenUp)
     ASSERT_TRUE(AwaitLine(Level::Warning, "IOWorker will retry in 1000ms"));
 }
 
+TEST_F(IOWorkerTest, AConnectorThatLivesAndNeverConnectsIsGivenUpAndStartedAgain)
+{
+    LiveFaster();
+    Start(L"silent");
+    ASSERT_TRUE(AwaitLine(Level::Error, "Failed to establish pipe to VELPortalProcess."));
+    EXPECT_EQ(m_log.Count(Level::Error, "VELPortalProcess unexpectedly exited"), 0U);
+    EXPECT_TRUE(AwaitLine(Level::Info, "Attempting to start Connector...", 2));
+}
+
 TEST_F(IOWorkerTest, AConnectorThatOpensOnlyOnePipeIsGivenUp)
 {
     LiveFaster();
@@ -270,15 +202,42 @@ TEST_F(IOWorkerTest, AConnectorThatOpensOnlyOnePipeIsGivenUp)
     EXPECT_EQ(m_log.Count(Level::Error, "VELPortalProcess unexpectedly exited"), 0U);
 }
 
-TEST_F(IOWorkerTest, AFrameThatCannotBeDecodedComesBackUntilSomethingElseHappens)
+TEST_F(IOWorkerTest, AFrameThatCannotBeDecodedComesBackAtAGrowingDelayUntilSomethingElseHappens)
 {
+    SetDelays(1, 3600);
+    LiveFaster();
     Start(L"garble");
-    ASSERT_TRUE(AwaitLine(Level::Error, "Failed to decode VelRouter::V4_Message.", 3));
+    ASSERT_TRUE(AwaitLine(Level::Error, "Failed to decode VelRouter::V4_Message.", 4));
     EXPECT_EQ(m_log.Count(Level::Info, "IOWorker successfully connected"), 1U);
-    // A command is looked at before the read.
+    EXPECT_EQ(m_log.Count(Level::Error, "Exception in IOWorker main loop: "), 4U);
+    for (const char* delay : {"1000ms", "2000ms", "4000ms"})
+    {
+        EXPECT_EQ(m_log.Count(Level::Warning, std::string("IOWorker will retry in ") + delay), 1U);
+    }
+    // A command is looked at before the read, and what goes well starts the delays anew.
+    m_worker->ReconnectConnector(L"garble");
+    EXPECT_TRUE(AwaitLine(Level::Warning, "IOWorker will retry in 1000ms", 2));
     m_worker->ReconnectConnector(L"echo");
     Send(19, 1);
     EXPECT_TRUE(AwaitMessages(1));
+}
+
+TEST_F(IOWorkerTest, ALongFrameThatCannotBeDecodedComesBackAsTheSame)
+{
+    LiveFaster();
+    Start(L"garble-long");
+    ASSERT_TRUE(AwaitLine(Level::Error, "Failed to decode VelRouter::V4_Message.", 3));
+    // Reading on for its rest would break the pipe, or swallow the message behind it.
+    EXPECT_EQ(m_log.Count(Level::Error, "A pipe IO error occurred"), 0U);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker successfully connected"), 1U);
+    EXPECT_TRUE(m_in.Empty());
+}
+
+TEST_F(IOWorkerTest, AMessageOfNoBytesIsNoMessage)
+{
+    Start(L"empty");
+    ASSERT_TRUE(AwaitLine(Level::Error, "Failed to decode VelRouter::V4_Message.", 1));
+    EXPECT_TRUE(m_in.Empty());
 }
 
 TEST_F(IOWorkerTest, AReconnectionReturnsWhenTheNewConnectionStands)
@@ -323,9 +282,7 @@ TEST_F(IOWorkerTest, WhatWasQueuedForTheOldConnectionIsDropped)
 
 TEST_F(IOWorkerTest, AStopDuringADelayEndsTheThreadAtOnce)
 {
-    using Shared::AppSettings::Paths::Config;
-    WinReg::SetDwordValue(WinReg::Root::LocalMachine, Config, L"MinimumRetryDelaySeconds", 3600);
-    WinReg::SetDwordValue(WinReg::Root::LocalMachine, Config, L"MaximumRetryDelaySeconds", 3600);
+    SetDelays(3600, 3600);
     LiveFaster();
     Start(L"exit");
     ASSERT_TRUE(AwaitLine(Level::Warning, "IOWorker will retry in 3600000ms"));
@@ -333,16 +290,74 @@ TEST_F(IOWorkerTest, AStopDuringADelayEndsTheThreadAtOnce)
     EXPECT_EQ(m_log.Count(Level::Info, "IOWorker exiting successfully"), 1U);
 }
 
-TEST_F(IOWorkerTest, AHundredReconnectionsLeaveNothingBehind)
+TEST_F(IOWorkerTest, AStopDuringTheWaitForAConnectorIsSeenWhenThatIsGivenUp)
+{
+    LiveFaster();
+    Start(L"silent");
+    ASSERT_TRUE(AwaitLine(Level::Info, "Attempting to start Connector..."));
+    Stop();
+    EXPECT_EQ(m_log.Count(Level::Error, "Failed to establish pipe to VELPortalProcess."), 1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "Attempting to start Connector..."), 1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker exiting successfully"), 1U);
+}
+
+TEST_F(IOWorkerTest, AStopDuringAWriteIsSeenWhenThatIsGivenUp)
+{
+    LiveFaster();
+    Start(L"deaf");
+    ASSERT_TRUE(AwaitConnection());
+    Send(19, 1, 0, std::string(3'000'000, 'a'));
+    ASSERT_TRUE(Await([&] { return m_out.Empty(); }));
+    Stop();
+    EXPECT_EQ(m_log.Count(Level::Error, "Write timed out"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker wrote socket data to VELAgentPortalProcess"), 0U);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker exiting successfully"), 1U);
+}
+
+TEST_F(IOWorkerTest, AWriteThatIsNotTakenIsLostAndTheConnectionStays)
+{
+    LiveFaster();
+    Start(L"deaf");
+    ASSERT_TRUE(AwaitConnection());
+    Send(19, 1, 0, std::string(3'000'000, 'a'));
+    ASSERT_TRUE(AwaitLine(Level::Warning, "IOWorker will retry in 1000ms"));
+    EXPECT_EQ(m_log.Count(Level::Error, "Exception in IOWorker main loop: "), 1U);
+    EXPECT_EQ(m_log.Count(Level::Error, "Write timed out"), 1U);
+    EXPECT_TRUE(m_out.Empty());
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker successfully connected"), 1U);
+}
+
+TEST_F(IOWorkerTest, AStopGoesBeforeWhatTheConnectorSends)
+{
+    Start(L"torrent");
+    ASSERT_TRUE(AwaitMessages(100));
+    Stop();
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker received exit signal"), 1U);
+}
+
+TEST_F(IOWorkerTest, ACommandGoesBeforeAStop)
+{
+    Prepare(L"late");
+    m_worker->GetConnectorStopEvent().Signal();
+    m_worker->Start();
+    // The connector takes a second to come, and there is the command by then.
+    ASSERT_TRUE(AwaitLine(Level::Info, "Attempting to start Connector..."));
+    std::future<void> asking = std::async(std::launch::async, [&] { m_worker->ReconnectConnector(L"echo"); });
+    ASSERT_EQ(asking.wait_for(std::chrono::milliseconds(LimitMs)), std::future_status::ready);
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker successfully connected"), 2U);
+    Stop();
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker received exit signal"), 1U);
+}
+
+TEST_F(IOWorkerTest, AnUnknownCommandIsLoggedAndItsCallerReleased)
 {
     Start(L"echo");
     ASSERT_TRUE(AwaitConnection());
-    for (int i = 0; i < 100; ++i)
-    {
-        m_worker->ReconnectConnector(L"echo");
-    }
+    m_worker->Post({7, L"nowhere", Shared::Concurrency::Event(false, true)});
+    EXPECT_EQ(m_log.Count(Level::Error, "IOWorker unknown command value 7"), 1U);
     Send(19, 1);
     EXPECT_TRUE(AwaitMessages(1));
+    EXPECT_EQ(m_log.Count(Level::Info, "IOWorker successfully connected"), 1U);
 }
 
 } // namespace

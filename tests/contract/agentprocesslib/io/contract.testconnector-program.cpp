@@ -5,14 +5,20 @@
 //   exit       ends at once with code 3
 //   silent     opens neither pipe
 //   half       opens the message pipe alone
+//   late       opens its pipes after a second, then behaves as "echo"
 //   garble     sends one message that is none, then behaves as "echo"
+//   garble-long  the same with a message that takes several reads
+//   empty      sends one message of no bytes, then behaves as "echo"
 //   quit       ends with code 5 on the first message
+//   killed     ends by a signal on the first message
 //   deaf       reads nothing
 //   lines      writes one log line of each level, and one without, then behaves as "echo"
 //   flood      sends 1000 messages of its own, then behaves as "echo"
+//   torrent    sends messages of its own without an end, and reads nothing
 //   gone       closes the message pipe on the first message and stays
 
 #include <chrono>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
@@ -37,7 +43,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t BufferSize = 5120;
 constexpr std::uint32_t OpenTimeoutMs = 5000;
-constexpr int FloodSize = 1000;
+constexpr std::uint32_t FloodSize = 1000;
 
 std::string Find(int argc, char** argv, std::string_view option)
 {
@@ -94,6 +100,14 @@ void Prepare(const std::string& mode, AsyncMessageBasedNamedPipeClient& pipe, As
     {
         Write(pipe, Bytes(20, 0xFF));
     }
+    if (mode == "garble-long")
+    {
+        Write(pipe, Bytes(3 * BufferSize, 0xFF));
+    }
+    if (mode == "empty")
+    {
+        Write(pipe, Bytes());
+    }
     if (mode == "lines")
     {
         for (const char* line :
@@ -102,9 +116,10 @@ void Prepare(const std::string& mode, AsyncMessageBasedNamedPipeClient& pipe, As
             Write(log, std::string(line));
         }
     }
-    for (int i = 0; mode == "flood" && i < FloodSize; ++i)
+    const bool isTorrent = mode == "torrent";
+    for (std::uint32_t i = 0; isTorrent || (mode == "flood" && i < FloodSize); ++i)
     {
-        Write(pipe, MessageOf(static_cast<std::uint32_t>(i)));
+        Write(pipe, MessageOf(i));
     }
     if (mode == "deaf")
     {
@@ -122,6 +137,10 @@ int Run(const std::string& mode, const std::string& pipeName, const std::string&
     {
         StayForever();
     }
+    if (mode == "late")
+    {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
     AsyncMessageBasedNamedPipeClient pipe = Open(pipeName);
     if (mode == "half")
     {
@@ -135,6 +154,10 @@ int Run(const std::string& mode, const std::string& pipeName, const std::string&
         if (mode == "quit")
         {
             return 5;
+        }
+        if (mode == "killed")
+        {
+            (void)std::raise(SIGTERM);
         }
         if (mode == "gone")
         {

@@ -26,10 +26,10 @@ TEST(PollResponseTest, UnknownMembersAreIgnored)
     EXPECT_TRUE(AsksForConfiguration(R"({"new":{"a":[1,2]},"fetchConfig":true,"more":"x"})"));
 }
 
-TEST(PollResponseTest, TextThatIsNoObjectIsReportedWithThePayload)
+TEST(PollResponseTest, TextThatIsNoPollResponseIsReportedWithThePayload)
 {
     for (const std::string payload :
-         {"", "nonsense", "[]", "true", "{", R"({"fetchConfig":1})", R"({"fetchConfig":"true"})"})
+         {"", "nonsense", "[]", "true", "{", R"({"fetchConfig":1})", R"({"statusCode":"many"})"})
     {
         try
         {

@@ -345,6 +345,38 @@ TEST_F(RegistrationTest, RedirectsAreFollowedAndLeaveTheSettingsAlone)
     EXPECT_EQ(m_identity.deletions, 3);
 }
 
+TEST_F(RegistrationTest, ARedirectToNoHostIsAFailureAndNoConnectorIsStartedForIt)
+{
+    for (const char* server :
+         {":8443", "https://:8443/", "two words", "tab\\there", " ", "a.example -p other", "del\x7F"})
+    {
+        m_link.servers.clear();
+        m_link.answers = {RedirectTo(server)};
+        EXPECT_THAT(
+            RuntimeText([&] { Register(); }), ::testing::StartsWith("The server named no host to register with: "))
+            << server;
+        EXPECT_THAT(m_link.servers, ElementsAre(L"first.example"));
+    }
+    for (const char* server : {"", "https://", "a.example:port", "a:1:2"})
+    {
+        m_link.answers = {RedirectTo(server)};
+        EXPECT_EQ(RuntimeText([&] { Register(); }), "Unexpected number of tokens when searching for server port.");
+    }
+    EXPECT_EQ(Top(), RuntimeState::Initialise) << "nothing was pushed on it";
+}
+
+TEST_F(RegistrationTest, ASuccessWithAServerThatIsNoHostChangesNothing)
+{
+    m_link.answers = {
+        R"({"statusCode":200,"accountId":4,"agentUuid":"u","subTenantId":"tenant","server":"https://:8443"})"};
+    EXPECT_EQ(RuntimeText([&] { Register(); }), "The server named no host to register with: https://:8443");
+    EXPECT_EQ(m_identity.saves, 0);
+    EXPECT_EQ(m_state.settings.agentUuid, L"");
+    EXPECT_EQ(m_state.settings.server, L"first.example");
+    EXPECT_THAT(m_link.servers, ElementsAre(L"first.example"));
+    EXPECT_FALSE(m_state.usernames.empty());
+}
+
 TEST_F(RegistrationTest, OtherRedirectsAreJudgedAsASuccess)
 {
     m_link.answers = {R"({"statusCode":302,"server":"second.example"})"};
@@ -376,6 +408,57 @@ TEST_F(RegistrationTest, TheServerOrdersAStop)
             "The agent received an instruction during registration: response code 400, action stop, error enough: "),
         1U);
     EXPECT_EQ(Count(Level::Warning, "The agent was instructed to stop at the registration phase"), 1U);
+}
+
+TEST_F(RegistrationTest, AnErrorCodeOfTheServerLeavesEverythingToTheNextAttempt)
+{
+    const std::pair<const char*, const char*> answers[] = {
+        {R"({"statusCode":404})", "Server encountered a 404"},
+        {R"({"statusCode":503})", "Server encountered an internal error: 503"},
+        {R"({"statusCode":304})", "Unknown response code encountered: 304"}};
+    for (const auto& [answer, text] : answers)
+    {
+        m_link.answers = {answer};
+        EXPECT_EQ(RuntimeText([&] { Register(); }), text);
+    }
+    EXPECT_EQ(Top(), RuntimeState::Initialise) << "nothing was pushed on it";
+    EXPECT_EQ(m_identity.saves, 0);
+    EXPECT_THAT(m_identity.removed, IsEmpty());
+    EXPECT_EQ(Count(Level::Warning, "The agent received an instruction during registration: "), 0U);
+    // The same user is told once, however often it was tried.
+    EXPECT_EQ(m_state.usernames.size(), 1U);
+}
+
+TEST_F(RegistrationTest, AnAttemptAfterARefusedUuidNamesNone)
+{
+    m_identity.registrations[L"tenant"] = {3, L"known uuid", L"tenant"};
+    m_link.answers = {Refusal("", "Re-registration with different uuid not allowed"), Success};
+    EXPECT_THROW(Register(), ActionRequiredException);
+    EXPECT_EQ(RequestIn(m_log).agent_uuid(), "known uuid");
+    Register();
+    EXPECT_EQ(RequestIn(m_log).agent_uuid(), "");
+    EXPECT_EQ(m_state.settings.agentUuid, L"new uuid");
+}
+
+TEST_F(RegistrationTest, TheWordsForARefusedUuidAreExact)
+{
+    m_identity.registrations[L"tenant"] = {3, L"known uuid", L"tenant"};
+    for (const char* error :
+         {"re-registration with different uuid not allowed", "Re-registration with different uuid not allowed.", ""})
+    {
+        m_link.answers = {Refusal("reregister", error)};
+        EXPECT_THROW(Register(), ActionRequiredException);
+    }
+    EXPECT_THAT(m_identity.removed, IsEmpty());
+}
+
+TEST_F(RegistrationTest, AnOrderToStopLeavesARefusedUuidAlone)
+{
+    m_identity.registrations[L"tenant"] = {3, L"known uuid", L"tenant"};
+    m_link.answers = {Refusal("stop", "Re-registration with different uuid not allowed")};
+    Register();
+    EXPECT_EQ(Top(), RuntimeState::StopRequested);
+    EXPECT_THAT(m_identity.removed, IsEmpty());
 }
 
 TEST_F(RegistrationTest, ARefusedUuidIsForgotten)

@@ -3,6 +3,7 @@
 #include "shared.appsettings-paths.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.exception-exceptions.hpp"
+#include "shared.log-logger.hpp"
 #include "shared.time-clock.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "shared.winreg-administration.hpp"
@@ -11,6 +12,8 @@
 #include "test.support-settingsstore.hpp"
 #include "wireprotocol.comms-functions.hpp"
 
+#include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +21,8 @@
 #include <gmock/gmock.h>
 
 #include <msg_ids.pb.h>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/base_sink.h>
 
 namespace
 {
@@ -374,6 +379,41 @@ TEST_F(MessageProcessingTest, AMessageThatCannotBeJudgedTakesNoOtherWithIt)
     AgentCore::Ops::ProcessIncomingMessages(m_responses, m_state);
     ASSERT_EQ(m_responses.Size(), 1U);
     EXPECT_EQ(m_responses.At(0).SeqNum, 2U);
+}
+
+/// A log whose every line brings another message, as a connector that never pauses would.
+class DeliveringSink : public spdlog::sinks::base_sink<std::mutex>
+{
+public:
+    explicit DeliveringSink(AppState& appState) : e_appState(appState)
+    {
+    }
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& /*message*/) override
+    {
+        e_appState.inboundMessages.Push({2, 4711, "{}", 0, 0, {}});
+    }
+
+    void flush_() override
+    {
+    }
+
+private:
+    AppState& e_appState;
+};
+
+TEST_F(MessageProcessingTest, WhatIsDeliveredDuringTheCallWaitsForTheNext)
+{
+    Shared::Log::Detail::SetDefaultLogger(
+        std::make_shared<spdlog::logger>("delivering", std::make_shared<DeliveringSink>(m_state)));
+    // Not known, so there is a line about it.
+    m_state.inboundMessages.Push({1, 4711, "{}", 0, 0, {}});
+    AgentCore::Ops::ProcessIncomingMessages(m_responses, m_state);
+    ASSERT_EQ(m_responses.Size(), 1U);
+    EXPECT_EQ(m_responses.At(0).SeqNum, 1U);
+    ASSERT_EQ(m_state.inboundMessages.Size(), 1U);
+    EXPECT_EQ(m_state.inboundMessages.At(0).SeqNum, 2U);
 }
 
 } // namespace
