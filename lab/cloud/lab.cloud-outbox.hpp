@@ -19,6 +19,8 @@ struct Parcel
 {
     Wire::Envelope envelope;
     std::uint64_t copies = 1;
+    /// It goes out even while the cloud answers nothing: a link is no answer.
+    bool isGreeting = false;
 };
 
 /// What a link has to send, and when. Parcels of one time go in the order in which they came. Any thread may push, one

@@ -79,6 +79,7 @@ std::optional<Reply> RegistrationDesk::Answer(std::string_view payload, std::str
 {
     const RegistrationAnswer answer = m_answers[m_next];
     m_next = std::min(m_next + 1, m_answers.size() - 1);
+    m_lastAnswer = answer.kind;
 
     Request request;
     try
@@ -130,6 +131,11 @@ std::optional<Reply> RegistrationDesk::Answer(std::string_view payload, std::str
 std::size_t RegistrationDesk::GetAccepted() const noexcept
 {
     return m_accepted;
+}
+
+AnswerKind RegistrationDesk::GetLastAnswer() const noexcept
+{
+    return m_lastAnswer;
 }
 
 const std::string& RegistrationDesk::GetAgentUuid() const noexcept

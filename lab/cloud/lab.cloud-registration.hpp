@@ -26,6 +26,8 @@ public:
 
     /// Registrations that were accepted.
     std::size_t GetAccepted() const noexcept;
+    /// How the last registration was answered; Success before the first one.
+    AnswerKind GetLastAnswer() const noexcept;
     /// The identity under which the agent was registered last, or the one it would get now.
     const std::string& GetAgentUuid() const noexcept;
 
@@ -43,6 +45,7 @@ private:
     std::uint32_t m_accountId;
     std::string m_agentUuid;
     std::size_t m_accepted = 0;
+    AnswerKind m_lastAnswer = AnswerKind::Success;
 };
 
 } // namespace Lab::Cloud

@@ -1,5 +1,6 @@
 #include "lab.cloud-service.hpp"
 
+#include "lab.scenario-catalogue.hpp"
 #include "lab.wire-names.hpp"
 #include "shared.time-clock.hpp"
 
@@ -115,6 +116,16 @@ std::size_t Service::GetAccepted() const
 {
     const CriticalSection hold(&m_lock);
     return m_responder.GetDesk().GetAccepted();
+}
+
+std::size_t Service::GetAcceptedAtLastLink() const noexcept
+{
+    return m_acceptedAtLastLink;
+}
+
+std::size_t Service::GetConnectorStarts() const noexcept
+{
+    return m_connectorStarts;
 }
 
 MessageCounts Service::GetCounts() const
@@ -254,6 +265,7 @@ void Service::Serve(Connection& connection)
 
 void Service::ServeControl(Connection& connection)
 {
+    ++m_connectorStarts;
     connection.stream.Send(Control::Encode(TakeStartOrders()), OrderTimeout);
     connection.isReady = true;
     try
@@ -267,7 +279,7 @@ void Service::ServeControl(Connection& connection)
     {
         // A connector that was killed ends its stream in this way.
     }
-    Tell("vellab", fmt::format("connector {} is gone", connection.hello.process));
+    Tell("vellab", fmt::format("connector {} has ended", connection.hello.process));
 }
 
 void Service::ServeLink(Connection& connection)
@@ -276,13 +288,16 @@ void Service::ServeLink(Connection& connection)
     writer.Start([this, &connection] { return RunWriter(connection); });
     connection.isReady = true;
     std::string reason = "by the connector";
+    bool isUp = false;
     try
     {
         // Asked behind isReady: a cut either sees this link or is seen here.
         if (!m_cut.IsOn())
         {
+            isUp = true;
+            m_acceptedAtLastLink = GetAccepted();
             Tell("cloud", fmt::format("a link to {} is up", connection.hello.server));
-            Post(connection, Responder::Greet(), {});
+            (void)connection.outbox.Push({.envelope = Address(Responder::Greet(), {}), .isGreeting = true});
             while (const std::optional<std::string> frame = AwaitFrame(connection.stream))
             {
                 HandleRequest(connection, *frame);
@@ -297,9 +312,12 @@ void Service::ServeLink(Connection& connection)
     connection.stream.Shutdown();
     connection.outbox.Stop();
     writer.JoinNoThrow(Shared::Time::Infinite);
-    Tell(
-        "cloud",
-        fmt::format("the link to {} is down: {}", connection.hello.server, m_cut.IsOn() ? "it is cut" : reason));
+    if (isUp)
+    {
+        Tell(
+            "cloud",
+            fmt::format("the link to {} is down: {}", connection.hello.server, m_cut.IsOn() ? "it is cut" : reason));
+    }
 }
 
 int Service::RunWriter(Connection& connection)
@@ -322,7 +340,7 @@ int Service::RunWriter(Connection& connection)
 void Service::Write(Connection& connection, const Parcel& parcel)
 {
     Wire::Envelope envelope = parcel.envelope;
-    for (std::uint64_t i = 0; i < parcel.copies && !m_silent.IsOn(); ++i)
+    for (std::uint64_t i = 0; i < parcel.copies && (parcel.isGreeting || !m_silent.IsOn()); ++i)
     {
         if (parcel.copies > 1)
         {
@@ -360,9 +378,15 @@ void Service::HandleRequest(Connection& connection, const std::string& frame)
             return;
         }
         std::vector<Reply> replies;
+        AnswerKind answer = AnswerKind::Success;
         {
             const CriticalSection hold(&m_lock);
             replies = m_responder.Respond(request, connection.hello.server);
+            answer = m_responder.GetDesk().GetLastAnswer();
+        }
+        if (request.msgId == Wire::MsgId::RegisterRequest && answer != AnswerKind::Success)
+        {
+            Tell("cloud", fmt::format("the scenario's answer to it: {}", NameOf(answer)));
         }
         for (const Reply& reply : replies)
         {

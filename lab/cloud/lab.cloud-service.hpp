@@ -10,6 +10,7 @@
 #include "shared.concurrency-criticalsection.hpp"
 #include "shared.concurrency-thread.hpp"
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -48,6 +49,10 @@ public:
     Net::Endpoint GetEndpoint() const;
     /// Registrations that were accepted.
     std::size_t GetAccepted() const;
+    /// How many of them there were when the last link came up.
+    std::size_t GetAcceptedAtLastLink() const noexcept;
+    /// Connectors that came for their orders.
+    std::size_t GetConnectorStarts() const noexcept;
     MessageCounts GetCounts() const;
 
     /// Breaks all links, and new ones for `duration`; for good when that is zero. Gives the number of those that broke.
@@ -99,6 +104,8 @@ private:
     Net::TimedSwitch m_cut;
     Net::TimedSwitch m_silent;
     Net::FragmentPlan m_fragments;
+    std::atomic<std::size_t> m_acceptedAtLastLink = 0;
+    std::atomic<std::size_t> m_connectorStarts = 0;
     mutable Shared::Concurrency::SystemCriticalSection m_lock;
     Responder m_responder VEL_GUARDED_BY(m_lock);
     std::vector<StartOrder> m_startOrders VEL_GUARDED_BY(m_lock);

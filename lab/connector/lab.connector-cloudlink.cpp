@@ -95,16 +95,11 @@ int CloudLink::RunReceiver()
         try
         {
             ConnectAndReceive();
-            e_log.Tell(Level::Warning, "The link to {} was ended by the cloud", m_settings.server);
+            TellDown("the cloud ended it");
         }
         catch (const std::exception& problem)
         {
-            if (!IsStopping())
-            {
-                e_log.Tell(
-                    Level::Warning, "The link to {} is down: {}; trying again in {} ms", m_settings.server,
-                    problem.what(), m_settings.reconnectDelay.count());
-            }
+            TellDown(problem.what());
         }
         SetStream(nullptr);
         (void)m_stop.WaitOnEvent(ToTimeoutMs(m_settings.reconnectDelay));
@@ -123,12 +118,12 @@ void CloudLink::ConnectAndReceive()
     stream->Send(
         Control::Encode(Control::Hello{Control::Role::Link, m_settings.server, m_settings.process}), SendTimeout);
     SetStream(stream);
-    e_log.Tell(Level::Info, "Linked to {} at {}", m_settings.server, Net::ToText(*endpoint));
-    Receive(*stream);
+    Receive(*stream, Net::ToText(*endpoint));
 }
 
-void CloudLink::Receive(Net::FrameStream& stream)
+void CloudLink::Receive(Net::FrameStream& stream, const std::string& place)
 {
+    bool isGreeted = false;
     while (AwaitRoom())
     {
         try
@@ -139,7 +134,13 @@ void CloudLink::Receive(Net::FrameStream& stream)
                 return;
             }
             m_received.Push(std::move(*envelope));
-            m_greeted.Signal();
+            if (!isGreeted)
+            {
+                isGreeted = true;
+                m_isDownTold = false;
+                e_log.Tell(Level::Info, "Linked to {} at {}", m_settings.server, place);
+                m_greeted.Signal();
+            }
         }
         catch (const Net::SocketError& problem)
         {
@@ -148,6 +149,18 @@ void CloudLink::Receive(Net::FrameStream& stream)
                 throw;
             }
         }
+    }
+}
+
+/// Once for each time that it is down, however often it is tried meanwhile.
+void CloudLink::TellDown(std::string_view reason)
+{
+    if (!IsStopping())
+    {
+        e_log.Tell(
+            m_isDownTold ? Level::Debug : Level::Warning, "The link to {} is down: {}; trying again", m_settings.server,
+            reason);
+        m_isDownTold = true;
     }
 }
 
@@ -184,7 +197,7 @@ void CloudLink::SendOne(const std::string& envelope)
     constexpr std::uint32_t PauseMs = 50;
     while (WaitFor({m_stop.GetHandle(), m_greeted.GetHandle()}, false, Shared::Time::Infinite) != 0)
     {
-        const StreamPointer stream = GetStream();
+        const StreamPointer stream = GetGreetedStream();
         try
         {
             if (stream)
@@ -216,6 +229,13 @@ void CloudLink::SetStream(StreamPointer stream)
             m_stream->Shutdown();
         }
     }
+}
+
+/// Null when another one has come up meanwhile, on which the cloud has said nothing yet.
+CloudLink::StreamPointer CloudLink::GetGreetedStream()
+{
+    const CriticalSection hold(&m_lock);
+    return m_greeted.WaitOnEvent(0) ? m_stream : nullptr;
 }
 
 CloudLink::StreamPointer CloudLink::GetStream()

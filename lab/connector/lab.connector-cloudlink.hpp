@@ -16,13 +16,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace Lab::Connector
 {
 
 /// The TCP stream to the cloud, made again whenever it is down. Two threads: one makes the stream and receives, the other
-/// one sends; what is to be sent waits for the stream
-/// and for the cloud's greeting on it. A frame whose sending failed is sent again on the next stream.
+/// one sends; what is to be sent waits for the stream and for the cloud's greeting on it. A frame whose sending failed is
+/// sent again on the next stream.
 class CloudLink final : public CloudSide
 {
 public:
@@ -62,11 +63,13 @@ private:
     int RunReceiver();
     int RunSender();
     void ConnectAndReceive();
-    void Receive(Net::FrameStream& stream);
+    void Receive(Net::FrameStream& stream, const std::string& place);
+    void TellDown(std::string_view reason);
     bool AwaitRoom();
     void SendOne(const std::string& envelope);
     void SetStream(StreamPointer stream);
     StreamPointer GetStream();
+    StreamPointer GetGreetedStream();
     bool IsStopping() const;
 
     Settings m_settings;
@@ -80,6 +83,8 @@ private:
     Shared::Concurrency::SystemCriticalSection m_lock;
     StreamPointer m_stream VEL_GUARDED_BY(m_lock);
     Net::FragmentPlan m_fragments;
+    /// The receiver's.
+    bool m_isDownTold = false;
     Shared::Concurrency::Thread m_receiver;
     Shared::Concurrency::Thread m_sender;
 };

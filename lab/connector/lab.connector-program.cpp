@@ -61,7 +61,8 @@ private:
     {
         if (m_stop.source == EventSource::Inheritance)
         {
-            m_log.Tell(Level::Info, "The stop event was inherited, as it cannot be opened: {}", m_stop.problem);
+            // Ordinary where the connector's account is a lesser one.
+            m_log.Tell(Level::Debug, "The stop event was inherited, as it cannot be opened: {}", m_stop.problem);
         }
         else if (m_stop.source == EventSource::None)
         {

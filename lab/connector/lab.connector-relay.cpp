@@ -100,7 +100,8 @@ RelayEnd Relay::Run()
     }
     catch (const ChannelError& problem)
     {
-        e_log.Tell(Level::Info, "The agent is gone: {}", problem.what());
+        e_log.Tell(Level::Info, "The agent's pipe is gone");
+        e_log.Tell(Level::Debug, "It ended so: {}", problem.what());
         return RelayEnd::ChannelBroken;
     }
 }
@@ -273,6 +274,7 @@ void Relay::Hang(milliseconds duration)
         Shared::Time::SleepFor(duration.count() > 0 ? duration : milliseconds(ALongTime));
     } while (duration.count() == 0);
     m_onHang(false);
+    e_log.Tell(Level::Info, "Does not hang any more");
 }
 
 void Relay::SendDueTrickle()

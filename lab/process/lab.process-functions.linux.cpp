@@ -4,7 +4,6 @@
 #include <charconv>
 #include <csignal>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,7 +34,9 @@ std::optional<std::uint32_t> ParseId(std::string_view text) noexcept
 std::optional<std::uint32_t> ReadParent(std::uint32_t id)
 {
     std::ifstream stream("/proc/" + std::to_string(id) + "/stat");
-    const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    std::string text;
+    // A process that has just ended reads as an error, which this takes for the end of the text; a name may hold line ends.
+    std::getline(stream, text, '\0');
     const std::size_t bracket = text.rfind(") ");
     if (bracket == std::string::npos)
     {

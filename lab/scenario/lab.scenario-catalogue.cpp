@@ -38,6 +38,8 @@ constexpr std::array Keys = std::to_array<KeyRule>({
     {Of::User, "tenant", Text, 0, 0, "lab-tenant", ""},
     {Of::User, "subtenant", Text, 0, 0, "lab-subtenant", "for what the agent registers; empty, it does not"},
     {Of::User, "groups", TextList, 0, 0, "none", "what the cloud answers when it is asked for the user's groups"},
+    {Of::User, "agentUuid", Text, 0, 0, "none",
+     "the identity that an earlier agent of this machine left for the subtenant; at the beginning only"},
 
     {Of::Vpn, "gateway-address", Text, 0, 0, "gateway=lab,ipv4=127.0.0.1", ""},
     {Of::Vpn, "gateway-location", Text, 0, 0, "laboratory", ""},
@@ -79,7 +81,7 @@ constexpr std::array Keys = std::to_array<KeyRule>({
     {Of::Fault, "fault", Text, 0, 0, "needed", "its name"},
     {Of::Fault, "at", Number, 0, 30 * Day, "0", "seconds after the agent's start"},
     {Of::Fault, "after", Text, 0, 0, "",
-     "instead of `at`: `registration`, the first one that is accepted after the start"},
+     "instead of `at`: `registration`, the first one that is accepted after the start; or `link`, the next one behind it"},
     {Of::Fault, "delay", Number, 0, 30 * Day, "0", "seconds after that"},
     {Of::Fault, "start", Count, 1, 1000, "1", "of which start of the agent (`--starts`)"},
     {Of::Fault, "seconds", Number, 0, 30 * Day, "0", "how long it lasts; 0 is for good"},

@@ -29,6 +29,7 @@ ScenarioUser ReadUser(const ObjectReader& reader)
     user.tenantId = reader.Text("tenant", user.tenantId);
     user.subTenantId = reader.Text("subtenant", user.subTenantId);
     user.groups = reader.TextList("groups");
+    user.agentUuid = reader.Text("agentUuid", user.agentUuid);
     return user;
 }
 
@@ -115,11 +116,16 @@ void ReadTime(const ObjectReader& reader, Fault& fault)
     {
         reader.Refuse("delay", "means nothing without \"after\"");
     }
-    if (const std::string after = reader.Text("after"); isAfter && after != "registration")
+    const std::string after = reader.Text("after");
+    if (isAfter && after != "registration" && after != "link")
     {
-        reader.Refuse("after", fmt::format("{} is nothing that can be awaited; there is: registration", Quote(after)));
+        reader.Refuse(
+            "after", fmt::format("{} is nothing that can be awaited; there are: link, registration", Quote(after)));
     }
-    fault.origin = isAfter ? FaultOrigin::Registration : FaultOrigin::Start;
+    if (isAfter)
+    {
+        fault.origin = after == "link" ? FaultOrigin::Link : FaultOrigin::Registration;
+    }
     fault.time = AgentSeconds(reader.Number(isAfter ? "delay" : "at", 0));
 }
 
@@ -207,6 +213,10 @@ Scenario ParseScenario(std::string_view text)
 
 Scenario ReadScenario(const std::filesystem::path& file)
 {
+    if (std::filesystem::is_directory(file))
+    {
+        throw ScenarioError(fmt::format("{}: is a folder, and a scenario is a file", file.string()));
+    }
     std::ifstream stream(file, std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
     if (!stream)

@@ -55,6 +55,8 @@ struct ScenarioUser
     std::string subTenantId = "lab-subtenant";
     /// What the cloud says of the user.
     std::vector<std::string> groups;
+    /// Under which the machine was known for that subtenant before; empty: it was not.
+    std::string agentUuid;
 
     bool operator==(const ScenarioUser&) const = default;
 };
@@ -82,7 +84,9 @@ enum class FaultOrigin
     /// The agent's start.
     Start,
     /// The first registration that the cloud accepts after that start.
-    Registration
+    Registration,
+    /// The first link that comes up behind that registration.
+    Link
 };
 
 struct Fault

@@ -28,7 +28,14 @@ constexpr std::array<std::string_view, 11> Milestones = {
 /// Too many of these to be milestones.
 constexpr std::array<std::string_view, 2> NoMilestones = {"IOWorker wrote socket data", "IOWorker: "};
 
+constexpr std::array<std::string_view, 6> Levels = {"trace", "debug", "info", "warning", "error", "critical"};
 constexpr std::array<std::string_view, 3> GraveLevels = {"warning", "error", "critical"};
+
+template <typename List>
+bool IsOneOf(std::string_view text, const List& list)
+{
+    return std::find(list.begin(), list.end(), text) != list.end();
+}
 
 template <typename List>
 bool BeginsWithOneOf(std::string_view text, const List& beginnings)
@@ -78,25 +85,74 @@ std::optional<std::int64_t> ParseTime(std::string_view text)
     return time.time_since_epoch().count();
 }
 
+/// What stands in the brackets at the beginning of the line, which loses it; nothing when there are none.
+std::optional<std::string_view> TakeBracketed(std::string_view& line)
+{
+    constexpr std::string_view End = "] ";
+    const std::size_t end = line.find(End);
+    if (!line.starts_with('[') || end == std::string_view::npos)
+    {
+        return std::nullopt;
+    }
+    const std::string_view content = line.substr(1, end - 1);
+    line.remove_prefix(end + End.size());
+    return content;
+}
+
+/// The level, behind the logger's name where there is one.
+std::optional<std::string_view> TakeLevel(std::string_view& line)
+{
+    std::optional<std::string_view> level = TakeBracketed(line);
+    if (level && !IsOneOf(*level, Levels))
+    {
+        level = TakeBracketed(line);
+    }
+    return level && IsOneOf(*level, Levels) ? level : std::nullopt;
+}
+
+/// Drops the text up to the end of the first `mark` in its first line.
+void DropUpTo(std::string& text, std::string_view beginning, std::string_view mark)
+{
+    const std::size_t found = text.find(mark);
+    if (text.starts_with(beginning) && found < text.find('\n'))
+    {
+        text.erase(0, found + mark.size());
+    }
+}
+
+/// Drops the line about the exception where the line before holds it already.
+void DropRepeatedInformation(std::string& text)
+{
+    constexpr std::string_view Beginning = "\nException information ---> ";
+    const std::size_t found = text.find(Beginning);
+    if (found == std::string::npos)
+    {
+        return;
+    }
+    const std::string_view information = std::string_view(text).substr(found + Beginning.size());
+    if (std::string_view(text).substr(0, found).find(information) != std::string_view::npos)
+    {
+        text.erase(found);
+    }
+}
+
 } // namespace
 
 std::optional<LogEntry> ParseLogLine(std::string_view line)
 {
     constexpr std::size_t TimeLength = 23;
-    constexpr std::string_view Between = "] [";
-    if (!line.starts_with('[') || line.size() < TimeLength + Between.size() + 1 ||
-        line.substr(TimeLength + 1, Between.size()) != Between)
+    const std::optional<std::string_view> timeText = TakeBracketed(line);
+    if (!timeText || timeText->size() != TimeLength)
     {
         return std::nullopt;
     }
-    const std::optional<std::int64_t> time = ParseTime(line.substr(1, TimeLength));
-    line.remove_prefix(1 + TimeLength + Between.size());
-    const std::size_t end = line.find("] ");
-    if (!time || end == std::string_view::npos)
+    const std::optional<std::int64_t> time = ParseTime(*timeText);
+    const std::optional<std::string_view> level = TakeLevel(line);
+    if (!time || !level)
     {
         return std::nullopt;
     }
-    return LogEntry{*time, std::string(line.substr(0, end)), std::string(line.substr(end + 2))};
+    return LogEntry{*time, std::string(*level), std::string(line)};
 }
 
 std::vector<LogEntry> AgentLog::Feed(std::string_view lines)
@@ -145,14 +201,27 @@ void AgentLog::TakeLine(std::string_view line, std::vector<LogEntry>& entries)
     }
 }
 
+bool IsGrave(const LogEntry& entry)
+{
+    return IsOneOf(entry.level, GraveLevels);
+}
+
 bool IsForTimeline(const LogEntry& entry)
 {
     if (entry.text.starts_with("Connector: "))
     {
         return false;
     }
-    const bool isGrave = std::find(GraveLevels.begin(), GraveLevels.end(), entry.level) != GraveLevels.end();
-    return isGrave || (BeginsWithOneOf(entry.text, Milestones) && !BeginsWithOneOf(entry.text, NoMilestones));
+    return IsGrave(entry) || (BeginsWithOneOf(entry.text, Milestones) && !BeginsWithOneOf(entry.text, NoMilestones));
+}
+
+std::string ForTimeline(const LogEntry& entry)
+{
+    std::string text = entry.text;
+    DropUpTo(text, "Exception logged in function ", " ---> ");
+    DropRepeatedInformation(text);
+    const std::string mark = IsGrave(entry) ? entry.level + ": " : "";
+    return mark + text;
 }
 
 } // namespace Lab

@@ -22,7 +22,7 @@ struct LogEntry
     bool operator==(const LogEntry&) const = default;
 };
 
-/// Finds the entries in the lines of the agent's log, "[2026-11-21 14:52:09.123] [info] text".
+/// Finds the entries in the lines of the agent's log, "[2026-11-21 14:52:09.123] [default] [info] text".
 class AgentLog
 {
 public:
@@ -37,11 +37,18 @@ private:
     std::optional<LogEntry> m_last;
 };
 
-/// The head of a line, with what stands behind it as the text; nothing when it has none.
+/// The head of a line, with what stands behind it as the text; nothing when it has none. The logger's name may be missing,
+/// as a logger without one writes none.
 std::optional<LogEntry> ParseLogLine(std::string_view line);
+
+/// A warning or worse.
+bool IsGrave(const LogEntry& entry);
 
 /// Whether an entry belongs on the timeline: states, milestones, and whatever is a warning or worse. What the connector
 /// said is left out, as that is told at once by another way.
 bool IsForTimeline(const LogEntry& entry);
+
+/// The entry as the timeline shows it: a grave level in front, and without the place in the code that logged an exception.
+std::string ForTimeline(const LogEntry& entry);
 
 } // namespace Lab

@@ -34,13 +34,14 @@ constexpr std::array<OrderOfFault, 6> Orders = {
      {FaultKind::Fragment, Control::OrderKind::Fragment}}};
 
 /// When it is due; nothing while it waits for something that has not happened.
-std::optional<AgentSeconds> DueTime(const Fault& fault, std::optional<AgentSeconds> registered)
+std::optional<AgentSeconds> DueTime(const Fault& fault, const Milestones& milestones)
 {
     if (fault.origin == FaultOrigin::Start)
     {
         return fault.time;
     }
-    return registered ? std::optional(*registered + fault.time) : std::nullopt;
+    const auto& origin = fault.origin == FaultOrigin::Link ? milestones.linked : milestones.registered;
+    return origin ? std::optional(*origin + fault.time) : std::nullopt;
 }
 
 std::string CountOf(std::size_t number, const char* what)
@@ -57,11 +58,11 @@ FaultSchedule::FaultSchedule(const std::vector<Fault>& faults, std::uint32_t sta
         [&](const Fault& fault) { return fault.start == start; });
 }
 
-std::vector<Fault> FaultSchedule::TakeDue(AgentSeconds now, std::optional<AgentSeconds> registered)
+std::vector<Fault> FaultSchedule::TakeDue(AgentSeconds now, const Milestones& milestones)
 {
     const auto isWaiting = [&](const Fault& fault)
     {
-        const std::optional<AgentSeconds> due = DueTime(fault, registered);
+        const std::optional<AgentSeconds> due = DueTime(fault, milestones);
         return !due || *due > now;
     };
     const auto firstDue = std::stable_partition(m_left.begin(), m_left.end(), isWaiting);
@@ -70,7 +71,7 @@ std::vector<Fault> FaultSchedule::TakeDue(AgentSeconds now, std::optional<AgentS
     std::stable_sort(
         due.begin(), due.end(),
         [&](const Fault& first, const Fault& second)
-        { return DueTime(first, registered) < DueTime(second, registered); });
+        { return DueTime(first, milestones) < DueTime(second, milestones); });
     return due;
 }
 
@@ -107,19 +108,22 @@ std::string FaultInjector::Apply(const Fault& fault, std::uint32_t agentId)
     case FaultKind::KillConnector:
         return KillConnectors(agentId);
     case FaultKind::HangConnector:
+        return OrderConnectors(fault, span);
     case FaultKind::GarbleFrame:
+        return OrderConnectors(fault, fmt::format("{} of {} bytes", CountOf(fault.count, "message"), fault.size));
     case FaultKind::Trickle:
-        return OrderConnectors(fault);
+        return OrderConnectors(fault, CountOf(fault.count, "message"));
     case FaultKind::Fragment:
         e_cloud.Fragment({static_cast<std::size_t>(fault.size), ToReal(fault.pause)}, ToReal(fault.duration));
-        return OrderConnectors(fault) + ", and the cloud, " + span;
+        return OrderConnectors(fault, "and the cloud, " + span);
     case FaultKind::ExitAtStart:
     case FaultKind::NeverConnect:
         e_cloud.OrderAtStart(MakeOrder(fault), fault.count);
-        return fmt::format("at the next {} of the connector", CountOf(fault.count, "start"));
+        return fmt::format(
+            "at the next {} of the connector", fault.count == 1 ? "start" : CountOf(fault.count, "start"));
     case FaultKind::Flood:
         return fmt::format(
-            "{} messages of {} bytes on {}", fault.count, fault.size,
+            "{} of {} bytes on {}", CountOf(fault.count, "message"), fault.size,
             CountOf(e_cloud.Flood(fault.count, fault.size), "link"));
     case FaultKind::CutLink:
         return fmt::format("{}, {}", CountOf(e_cloud.CutLinks(ToReal(fault.duration)), "link"), span);
@@ -151,10 +155,11 @@ std::string FaultInjector::KillConnectors(std::uint32_t agentId)
     return killed == 0 ? std::string("there is none") : "ended " + CountOf(killed, "connector");
 }
 
-std::string FaultInjector::OrderConnectors(const Fault& fault)
+std::string FaultInjector::OrderConnectors(const Fault& fault, const std::string& how)
 {
     const std::size_t obeying = e_cloud.Order(MakeOrder(fault));
-    return obeying == 0 ? std::string("there is no connector") : "told " + CountOf(obeying, "connector");
+    return obeying == 0 ? std::string("there is no connector")
+                        : fmt::format("told {}, {}", CountOf(obeying, "connector"), how);
 }
 
 Control::Order FaultInjector::MakeOrder(const Fault& fault) const

@@ -13,6 +13,15 @@
 namespace Lab
 {
 
+/// What faults may wait for, since the agent's start; nothing for what has not happened.
+struct Milestones
+{
+    /// The cloud accepted a registration.
+    std::optional<AgentSeconds> registered;
+    /// A link came up behind that.
+    std::optional<AgentSeconds> linked;
+};
+
 /// Says which faults of one start of the agent are due. Not synchronised.
 class FaultSchedule
 {
@@ -22,8 +31,7 @@ public:
 
     /// The faults whose time has come and that were not given yet, in the order of their times.
     /// @param now since the agent's start.
-    /// @param registered when the cloud accepted a registration, since the agent's start; nothing when it did not.
-    std::vector<Fault> TakeDue(AgentSeconds now, std::optional<AgentSeconds> registered);
+    std::vector<Fault> TakeDue(AgentSeconds now, const Milestones& milestones);
 
     /// Those that were not given.
     const std::vector<Fault>& GetLeft() const noexcept;
@@ -47,7 +55,7 @@ public:
 private:
     std::string Apply(const Fault& fault, std::uint32_t agentId);
     std::string KillConnectors(std::uint32_t agentId);
-    std::string OrderConnectors(const Fault& fault);
+    std::string OrderConnectors(const Fault& fault, const std::string& how);
     Control::Order MakeOrder(const Fault& fault) const;
     std::chrono::milliseconds ToReal(AgentSeconds span) const;
 

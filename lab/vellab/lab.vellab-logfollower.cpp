@@ -5,13 +5,22 @@
 namespace Lab
 {
 
+void AwaitedTexts::Look(std::string_view text)
+{
+    if (!m_left.empty() && text.find(m_left.front()) != std::string_view::npos)
+    {
+        m_left.pop_front();
+    }
+}
+
 LogFollower::LogFollower(std::filesystem::path file, Timeline& timeline, double speed, bool wholeLog)
     : m_tail(std::move(file)), e_timeline(timeline), m_speed(speed), m_wholeLog(wholeLog)
 {
 }
 
-void LogFollower::BeginStart()
+void LogFollower::BeginStart(const std::vector<std::string>& awaited)
 {
+    m_awaited = AwaitedTexts(awaited);
     m_startSeconds = e_timeline.Now();
     m_firstTimeMs.reset();
 }
@@ -22,10 +31,9 @@ void LogFollower::Poll()
     if (m_wholeLog)
     {
         e_timeline.Show(lines);
-        return;
     }
     // Nothing new for a while: then the last entry does not grow any more.
-    Tell(lines.empty() ? m_log.Finish() : m_log.Feed(lines));
+    Take(lines.empty() ? m_log.Finish() : m_log.Feed(lines));
 }
 
 void LogFollower::Finish()
@@ -34,13 +42,22 @@ void LogFollower::Finish()
     if (m_wholeLog)
     {
         e_timeline.Show(rest);
-        return;
     }
-    Tell(m_log.Feed(rest));
-    Tell(m_log.Finish());
+    Take(m_log.Feed(rest));
+    Take(m_log.Finish());
 }
 
-void LogFollower::Tell(const std::vector<LogEntry>& entries)
+std::optional<std::string> LogFollower::GetAwaited() const
+{
+    return m_awaited.GetNext();
+}
+
+const LogCounts& LogFollower::GetCounts() const noexcept
+{
+    return m_counts;
+}
+
+void LogFollower::Take(const std::vector<LogEntry>& entries)
 {
     constexpr double MsPerSecond = 1000.0;
     for (const LogEntry& entry : entries)
@@ -49,11 +66,15 @@ void LogFollower::Tell(const std::vector<LogEntry>& entries)
         {
             m_firstTimeMs = entry.timeMs;
         }
-        if (IsForTimeline(entry))
+        m_awaited.Look(entry.text);
+        if (IsGrave(entry))
+        {
+            ++(entry.level == "warning" ? m_counts.warnings : m_counts.errors);
+        }
+        if (!m_wholeLog && IsForTimeline(entry))
         {
             const double since = static_cast<double>(entry.timeMs - *m_firstTimeMs) / MsPerSecond / m_speed;
-            const std::string mark = entry.level == "info" || entry.level == "debug" ? "" : entry.level + ": ";
-            e_timeline.AddAt(m_startSeconds + since, "agent", mark + entry.text);
+            e_timeline.AddAt(m_startSeconds + since, "agent", ForTimeline(entry));
         }
     }
 }

@@ -2,9 +2,11 @@
 #include "lab.scenario-parser.hpp"
 #include "lab.vellab-options.hpp"
 #include "lab.vellab-supervisor.hpp"
+#include "shared.log-configuration.hpp"
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <exception>
 #include <iostream>
 #include <stdexcept>
@@ -18,8 +20,13 @@ namespace
 constexpr int WrongUse = 2;
 constexpr int Failed = 1;
 
+/// The kind of logging that writes nothing.
+constexpr std::uint32_t NoLog = 0;
+
 int RunLaboratory(const std::vector<std::string>& arguments)
 {
+    // What the product's functions log when the laboratory uses them is no news of the agent, whose log says it too.
+    Shared::Log::ConfigureLogging(NoLog, Shared::Log::Level::Off, "", 1, 1);
     return Lab::IsGood(Lab::Supervise(Lab::ParseOptions(arguments), std::cout)) ? 0 : Failed;
 }
 

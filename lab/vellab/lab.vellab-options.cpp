@@ -54,6 +54,11 @@ const std::map<std::string, Setter>& OptionsWithValue()
          {
              options.scenario = value;
          }},
+        {"--until",
+         [](Options& options, const std::string&, const std::string& value)
+         {
+             options.until.push_back(value);
+         }},
         {"--starts",
          [](Options& options, const std::string& option, const std::string& value)
          {
@@ -148,6 +153,8 @@ std::string UsageText()
            "  --scenario FILE     what is played: settings, the cloud's answers, faults and their times\n"
            "  --duration SECONDS  how long the agent runs before it is told to stop (25, or what the scenario says)\n"
            "  --keep              it runs until an interrupt instead\n"
+           "  --until TEXT        it runs until its log says this, and the run has failed if it never does; given several\n"
+           "                      times, these texts must come in this order\n"
            "  --starts N          starts it N times on the same settings, one after the other (1)\n"
            "  --server TEXT       what the settings name as the server (https://cloud.lab.example)\n"
            "  --speed X           the laboratory's agent lives X times faster (1)\n"

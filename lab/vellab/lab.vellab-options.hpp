@@ -26,6 +26,8 @@ struct Options
     std::optional<std::chrono::milliseconds> duration = std::chrono::seconds(25);
     /// Whether that was asked for, and holds whatever the scenario says.
     bool isDurationGiven = false;
+    /// What the agent's log is to say, in this order. Each start ends as soon as it has; one that ends without it failed.
+    std::vector<std::string> until;
     /// What the settings name as the server.
     std::string server = "https://cloud.lab.example";
     /// As for the duration.

@@ -41,6 +41,10 @@ std::optional<VpnUser> ToVpnUser(const ScenarioUser& user)
 void LayOutScenario(const Scenario& scenario)
 {
     LayOutSettings(scenario.server, ToVpnUser(scenario.user));
+    if (!scenario.user.agentUuid.empty())
+    {
+        SetKnownIdentity(Widen(scenario.user.subTenantId), Widen(scenario.user.agentUuid));
+    }
     ChangeVpnValues(scenario.vpn);
     for (const auto& [name, value] : scenario.settings)
     {

@@ -10,6 +10,7 @@
 #include "shared.winreg-functions.hpp"
 
 #include <array>
+#include <cstdint>
 
 #include <fmt/format.h>
 
@@ -56,6 +57,13 @@ std::string MachineKey()
     return Shared::Crypto::MakeRegistrationKey(AgentCore::Ops::GetBiosSerialNumber());
 }
 
+void SetEnciphered(const wchar_t* key, const wchar_t* name, const std::string& plain)
+{
+    const std::string enciphered = Shared::Crypto::Encrypt(plain, MachineKey());
+    WinReg::SetStringValue(
+        Root::LocalMachine, key, name, Shared::Util::ConvertStringType(std::string_view(enciphered)));
+}
+
 } // namespace
 
 void LayOutSettings(const std::string& server, const std::optional<VpnUser>& user)
@@ -86,8 +94,18 @@ void SetVpnUser(const VpnUser& user)
     const std::string plain = fmt::format(
         "username={},domain={},tenant-id={},sub-tenant-id={}", ConvertStringType(user.username),
         ConvertStringType(user.domain), ConvertStringType(user.tenantId), ConvertStringType(user.subTenantId));
-    const std::string enciphered = Shared::Crypto::Encrypt(plain, MachineKey());
-    WinReg::SetStringValue(Root::LocalMachine, VpnVel, L"user-id", ConvertStringType(std::string_view(enciphered)));
+    SetEnciphered(VpnVel, L"user-id", plain);
+}
+
+void SetKnownIdentity(const std::wstring& subTenantId, const std::wstring& agentUuid)
+{
+    using Shared::Util::ConvertStringType;
+    constexpr std::uint32_t AccountId = 1000;
+    SetEnciphered(
+        Paths::Config, L"Registrations",
+        fmt::format(
+            "subtenant-id={},account-id={},agent-uuid={};", ConvertStringType(subTenantId), AccountId,
+            ConvertStringType(agentUuid)));
 }
 
 void RemoveSettings()

@@ -25,6 +25,9 @@ void LayOutSettings(const std::string& server, const std::optional<VpnUser>& use
 /// Enciphers the user and writes it, as the VPN client does when another one signs in.
 void SetVpnUser(const VpnUser& user);
 
+/// Writes the list of identities that this machine has had, enciphered, with one for that subtenant.
+void SetKnownIdentity(const std::wstring& subTenantId, const std::wstring& agentUuid);
+
 /// Deletes those keys, where the registry is shared with what comes later.
 void RemoveSettings();
 

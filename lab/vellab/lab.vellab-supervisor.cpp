@@ -19,7 +19,11 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace Lab
 {
@@ -44,6 +48,7 @@ enum class EndOfRun
 {
     AgentEnded,
     Interrupted,
+    EverythingSaid,
     TimeOver
 };
 
@@ -106,6 +111,35 @@ std::string DescribeStatus(const Outcome& outcome)
     return fmt::format("with exit code {} (status {})", *outcome.exitCode, outcome.exitStatus.value_or(-1));
 }
 
+std::string CountOf(std::size_t number, const char* what)
+{
+    return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+}
+
+/// What is wrong with a run, for people; empty when nothing is.
+std::string DescribeFailure(const Outcome& outcome)
+{
+    std::vector<std::string> reasons;
+    if (outcome.wasKilled)
+    {
+        reasons.emplace_back("the agent did not end and was killed");
+    }
+    else if (outcome.exitCode != outcome.expectedExitCode)
+    {
+        reasons.push_back(
+            fmt::format("it ended {}, and {} was expected", DescribeStatus(outcome), outcome.expectedExitCode));
+    }
+    if (outcome.leftProcesses)
+    {
+        reasons.emplace_back("it left a process behind");
+    }
+    if (outcome.missed)
+    {
+        reasons.push_back(fmt::format("its log never said \"{}\"", *outcome.missed));
+    }
+    return fmt::format("{}", fmt::join(reasons, "; "));
+}
+
 /// One run of the laboratory.
 class Laboratory
 {
@@ -137,16 +171,25 @@ public:
         m_timeline.Tell(
             "keeps everything in {}{}", m_folder.results.string(),
             m_scenario.title.empty() ? std::string() : "; plays: " + m_scenario.title);
+        if (m_options.speed != 1.0)
+        {
+            m_timeline.Tell(
+                "the times of the agent and of the scenario pass {} times as fast as the seconds in front of these lines",
+                m_options.speed);
+        }
+        WarnOfClosedFolder();
         LayOutScenario(m_scenario);
         Cloud::Service cloud(
             m_scenario, m_folder.cloud, m_options.speed,
-            [this](std::string_view who, std::string_view what) { m_timeline.Add(who, what); });
+            [this](std::string_view who, std::string_view what) { Observe(who, what); });
         m_timeline.Tell("the cloud listens at {}", Net::ToText(cloud.GetEndpoint()));
         Control::WriteConnectorFile(
             m_folder.agent, MakeConnectorFile(m_scenario, cloud.GetEndpoint(), m_options.speed));
         Outcome outcome;
+        std::uint32_t starts = 0;
         for (std::uint32_t start = 1; start <= m_options.starts; ++start)
         {
+            ++starts;
             outcome = RunStart(start, cloud);
             if (!IsGood(outcome) || m_interrupted.WaitOnEvent(0))
             {
@@ -155,11 +198,35 @@ public:
         }
         cloud.Stop();
         TellMessages(cloud.GetCounts());
+        TellSummary(starts, cloud, outcome);
         m_timeline.Write(m_folder.timeline);
         return outcome;
     }
 
 private:
+    void WarnOfClosedFolder()
+    {
+        const fs::path closed = m_options.debug ? fs::path() : FindClosedFolder(m_folder.agent);
+        if (!m_options.connector.empty() && !closed.empty())
+        {
+            m_timeline.Tell(
+                "warning: {} is closed to other accounts, and the agent starts its connector under one: it will hardly come "
+                "up; open that folder (chmod o+x), or name another one by --results",
+                closed.string());
+        }
+    }
+
+    /// Called from the cloud's threads.
+    void Observe(std::string_view who, std::string_view what)
+    {
+        // One for each message, which the cloud tells as well.
+        const bool isDetail = who == "connector" && what.starts_with("[debug]");
+        if (!isDetail || m_options.wholeLog)
+        {
+            m_timeline.Add(who, what);
+        }
+    }
+
     Outcome RunStart(std::uint32_t start, Cloud::Service& cloud)
     {
         if (m_options.starts > 1)
@@ -169,16 +236,17 @@ private:
         FaultSchedule faults(m_scenario.faults, start);
         FaultInjector injector(cloud, m_timeline, m_options.speed, ConnectorProgram);
         m_acceptedBefore = cloud.GetAccepted();
-        m_registered.reset();
-        for (const Fault& fault : faults.TakeDue(AgentSeconds(0), std::nullopt))
+        m_milestones = {};
+        for (const Fault& fault : faults.TakeDue(AgentSeconds(0), {}))
         {
+            ++m_faultCount;
             injector.Inject(fault, 0);
         }
 
         Event stopEvent(false, true, L"StopEvent");
         m_started = MonotonicNow();
         ChildProcess agent(RequestFor(m_options, m_folder));
-        m_log.BeginStart();
+        m_log.BeginStart(m_options.until);
         m_timeline.Tell(
             "started the agent as process {}{}", agent.GetId(),
             m_options.debug ? " in debug mode" : "; it waits 1 to 10 s before it looks for its stop event");
@@ -194,7 +262,9 @@ private:
             {
                 m_timeline.Tell("was interrupted");
             }
-            m_timeline.Tell("signals the stop event");
+            m_timeline.Tell(
+                "signals the stop event{}",
+                end == EndOfRun::EverythingSaid ? ", as the agent's log says what was waited for" : "");
             stopEvent.Signal();
         }
         return AwaitEnd(agent);
@@ -204,12 +274,17 @@ private:
         FaultSchedule& faults, FaultInjector& injector, const Cloud::Service& cloud, const ChildProcess& agent)
     {
         const AgentSeconds now = std::chrono::duration<double>(MonotonicNow() - m_started) * m_options.speed;
-        if (!m_registered && cloud.GetAccepted() > m_acceptedBefore)
+        if (!m_milestones.registered && cloud.GetAccepted() > m_acceptedBefore)
         {
-            m_registered = now;
+            m_milestones.registered = now;
         }
-        for (const Fault& fault : faults.TakeDue(now, m_registered))
+        if (!m_milestones.linked && cloud.GetAcceptedAtLastLink() > m_acceptedBefore)
         {
+            m_milestones.linked = now;
+        }
+        for (const Fault& fault : faults.TakeDue(now, m_milestones))
+        {
+            ++m_faultCount;
             injector.Inject(fault, agent.GetId());
         }
     }
@@ -241,6 +316,10 @@ private:
             {
                 return woken == 0 ? EndOfRun::AgentEnded : EndOfRun::Interrupted;
             }
+            if (mayInterrupt && !m_options.until.empty() && !m_log.GetAwaited())
+            {
+                return EndOfRun::EverythingSaid;
+            }
             look();
         }
         return EndOfRun::TimeOver;
@@ -257,6 +336,7 @@ private:
             agent.Kill();
         }
         m_log.Finish();
+        outcome.missed = m_log.GetAwaited();
         outcome.exitStatus = agent.GetExitStatus();
         outcome.exitCode = Shared::System::ReadReportedExitCode(agent.GetId());
         if (!outcome.exitCode)
@@ -309,6 +389,18 @@ private:
         return left;
     }
 
+    void TellSummary(std::uint32_t starts, const Cloud::Service& cloud, const Outcome& outcome)
+    {
+        const LogCounts& log = m_log.GetCounts();
+        m_timeline.Tell(
+            "in all: {}, {}, {}, {} accepted; the agent's log has {} and {}", CountOf(starts, "start"),
+            CountOf(m_faultCount, "fault"), CountOf(cloud.GetConnectorStarts(), "start") + " of the connector",
+            CountOf(cloud.GetAccepted(), "registration"), CountOf(log.warnings, "warning"),
+            CountOf(log.errors, "error"));
+        const std::string failure = DescribeFailure(outcome);
+        m_timeline.Tell("{}", failure.empty() ? "the run went as it should" : "the run failed: " + failure);
+    }
+
     void TellMessages(const Cloud::MessageCounts& counts)
     {
         for (const auto& [kind, count] : counts)
@@ -330,14 +422,16 @@ private:
     Event m_interrupted;
     MonotonicTime m_started;
     std::size_t m_acceptedBefore = 0;
-    std::optional<AgentSeconds> m_registered;
+    std::size_t m_faultCount = 0;
+    Milestones m_milestones;
 };
 
 } // namespace
 
 bool IsGood(const Outcome& outcome) noexcept
 {
-    return !outcome.wasKilled && !outcome.leftProcesses && outcome.exitCode == outcome.expectedExitCode;
+    return !outcome.wasKilled && !outcome.leftProcesses && !outcome.missed &&
+        outcome.exitCode == outcome.expectedExitCode;
 }
 
 Outcome Supervise(const Options& options, std::ostream& out)

@@ -21,6 +21,8 @@ struct Outcome
     bool wasKilled = false;
     /// It left a process behind, which had to be ended.
     bool leftProcesses = false;
+    /// What its log was to say and did not (Options::until).
+    std::optional<std::string> missed;
     std::int32_t expectedExitCode = 0;
 };
 

@@ -13,6 +13,11 @@ namespace Lab
 /// nothing, as the laboratory's machine is Wine's prefix. Call once, before any thread is started.
 void UseOwnSurroundings(const std::filesystem::path& results);
 
+/// The outermost folder on the way to `folder`, or that one itself, which other accounts may not enter, and so perhaps not
+/// the one under which the agent starts its children; empty when there is none, and when the agent cannot change accounts
+/// (Linux without root, Wine).
+std::filesystem::path FindClosedFolder(const std::filesystem::path& folder);
+
 /// Lets an interrupt at the terminal signal `interrupted` instead of ending the process, until StopSignalling().
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted);
 

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include <unistd.h>
+
 namespace Lab
 {
 
@@ -44,6 +46,25 @@ void UseOwnSurroundings(const std::filesystem::path& results)
     UseFolder("RUNTIME_DIRECTORY", results / "run");
     // One that is open already is that of before.
     Shared::WinReg::CloseSettingsStore();
+}
+
+std::filesystem::path FindClosedFolder(const std::filesystem::path& folder)
+{
+    if (::geteuid() != 0)
+    {
+        return {};
+    }
+    std::filesystem::path way;
+    for (const std::filesystem::path& part : std::filesystem::absolute(folder))
+    {
+        way /= part;
+        const std::filesystem::perms permissions = std::filesystem::status(way).permissions();
+        if ((permissions & std::filesystem::perms::others_exec) == std::filesystem::perms::none)
+        {
+            return way;
+        }
+    }
+    return {};
 }
 
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)

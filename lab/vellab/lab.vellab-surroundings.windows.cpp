@@ -29,6 +29,11 @@ void UseOwnSurroundings(const std::filesystem::path&)
 {
 }
 
+std::filesystem::path FindClosedFolder(const std::filesystem::path&)
+{
+    return {};
+}
+
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
 {
     s_interrupted = &interrupted;

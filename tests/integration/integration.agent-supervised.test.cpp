@@ -1,7 +1,8 @@
 #include "lab.vellab-supervisor.hpp"
 
-#include "integration.agentfixture.hpp"
+#include "integration.laboratoryfixture.hpp"
 
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -20,7 +21,7 @@ protected:
         options.agent = Program("lab/AgentProcessLab");
         options.results = Folder() / "results";
         options.speed = 50;
-        options.duration = std::chrono::milliseconds(1000);
+        options.duration = Integration::LaboratoryLimit;
         return options;
     }
 
@@ -29,8 +30,11 @@ protected:
 
 TEST_F(SupervisedTest, TheLaboratoryStartsShowsAndStopsTheAgent)
 {
-    const Lab::Outcome outcome = Lab::Supervise(MakeOptions(), m_timeline);
+    Lab::Options options = MakeOptions();
+    options.until = {"Main loop state: Disconnected"};
+    const Lab::Outcome outcome = Lab::Supervise(options, m_timeline);
     EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_EQ(outcome.missed, std::nullopt);
     EXPECT_FALSE(outcome.wasKilled);
     EXPECT_THAT(m_timeline.str(), HasSubstr("started the agent as process "));
     EXPECT_THAT(m_timeline.str(), HasSubstr("Main loop state: Initialise"));

@@ -132,6 +132,7 @@ TEST_F(ServiceTest, AServerIsWhatTheConnectorAsksFor)
     const auto first = Link("west");
     Ask(*first, MsgId::RegisterRequest, R"({"subTenantId":"t"})");
     EXPECT_THAT(Receive(*first).payload, HasSubstr(R"("statusCode":307)"));
+    EXPECT_THAT(Told(), HasSubstr("cloud: the scenario's answer to it: redirect\n"));
     EXPECT_EQ(m_service->GetAccepted(), 0U);
     const auto second = Link("east");
     Ask(*second, MsgId::RegisterRequest, R"({"subTenantId":"t"})");
@@ -192,6 +193,38 @@ TEST_F(ServiceTest, CuttingBreaksTheLinksAndNewOnesForAWhile)
     AwaitTold("the link to cloud.lab.example is down: it is cut");
 }
 
+TEST_F(ServiceTest, ALinkThatNeverCameUpIsNotToldAsDown)
+{
+    Start();
+    (void)m_service->CutLinks(milliseconds(0));
+    const auto refused = Connect({Role::Link, "cloud.lab.example", 4711});
+    EXPECT_EQ(refused->Receive(Limit), std::nullopt);
+    m_service->Stop();
+    EXPECT_EQ(Told(), "");
+}
+
+TEST_F(ServiceTest, ItKnowsWhetherALinkCameUpBehindARegistration)
+{
+    Start();
+    const auto first = Link();
+    Ask(*first, MsgId::RegisterRequest, R"({"subTenantId":"t"})");
+    (void)Receive(*first);
+    EXPECT_EQ(m_service->GetAcceptedAtLastLink(), 0U);
+    const auto second = Link();
+    EXPECT_EQ(m_service->GetAcceptedAtLastLink(), 1U);
+}
+
+TEST_F(ServiceTest, ItKnowsHowManyConnectorsCameForTheirOrders)
+{
+    Start();
+    for (std::size_t i = 1; i <= 2; ++i)
+    {
+        const auto control = Connect({Role::Control, "", i});
+        ASSERT_TRUE(control->Receive(Limit).has_value());
+        EXPECT_EQ(m_service->GetConnectorStarts(), i);
+    }
+}
+
 TEST_F(ServiceTest, ASilentCloudTakesEverythingAndAnswersNothingUntilItSpeaksAgain)
 {
     Start();
@@ -203,6 +236,16 @@ TEST_F(ServiceTest, ASilentCloudTakesEverythingAndAnswersNothingUntilItSpeaksAga
     Ask(*link, MsgId::PollRequest, "{}", 2);
     EXPECT_EQ(Receive(*link).seqNum, 2U);
     EXPECT_EQ(m_service->GetCounts().at({Lab::Cloud::Direction::FromAgent, MsgId::PollRequest}), 2U);
+}
+
+TEST_F(ServiceTest, ASilentCloudStillGreetsANewLinkSoThatItTakesEverything)
+{
+    Start();
+    m_service->Silence(milliseconds(0));
+    const auto link = Link();
+    Ask(*link, MsgId::PollRequest);
+    AwaitTold("cloud: <- poll (24002)");
+    EXPECT_TRUE(IsSilent(*link));
 }
 
 TEST_F(ServiceTest, ASilentCloudAcceptsNoRegistration)
@@ -286,7 +329,7 @@ TEST_F(ServiceTest, TheLinesOfAConnectorAndItsEndAreTold)
     control->Send(Lab::Control::EncodeLine("[info] a line"), Limit);
     AwaitTold("connector: [info] a line");
     control.reset();
-    AwaitTold("vellab: connector 4711 is gone");
+    AwaitTold("vellab: connector 4711 has ended");
 }
 
 TEST_F(ServiceTest, StoppingEndsEveryStream)

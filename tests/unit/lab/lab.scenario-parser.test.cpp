@@ -60,7 +60,7 @@ TEST(ScenarioParserTest, EverythingThatIsGivenIsRead)
     const Scenario scenario = ParseScenario(R"({
         "title": "All of it", "duration": 12.5, "server": "http://a.example:8443", "exitCode": 3500,
         "user": {"signedIn": false, "username": "u", "domain": "d", "tenant": "t", "subtenant": "s",
-                 "groups": ["g", "h"]},
+                 "groups": ["g", "h"], "agentUuid": "a"},
         "vpn": {"tunnel-status": "disconnected", "Version": "6"},
         "settings": {"ResponseTimeout": "00:00:05", "PingTimeoutMs": 700},
         "cloud": {"accountId": 7, "agentUuid": "U", "unreachable": ["x.example"],
@@ -72,7 +72,7 @@ TEST(ScenarioParserTest, EverythingThatIsGivenIsRead)
     EXPECT_EQ(scenario.duration, AgentSeconds(12.5));
     EXPECT_EQ(scenario.server, "http://a.example:8443");
     EXPECT_EQ(scenario.exitCode, 3500);
-    EXPECT_EQ(scenario.user, (Lab::ScenarioUser{false, "u", "d", "t", "s", {"g", "h"}}));
+    EXPECT_EQ(scenario.user, (Lab::ScenarioUser{false, "u", "d", "t", "s", {"g", "h"}, "a"}));
     EXPECT_EQ(scenario.vpn, (std::map<std::string, std::string>{{"Version", "6"}, {"tunnel-status", "disconnected"}}));
     EXPECT_EQ(std::get<std::string>(scenario.settings.at("ResponseTimeout")), "00:00:05");
     EXPECT_EQ(std::get<std::uint32_t>(scenario.settings.at("PingTimeoutMs")), 700U);
@@ -94,6 +94,7 @@ TEST(ScenarioParserTest, EverythingThatIsGivenIsRead)
     EXPECT_EQ(scenario.faults[1].origin, FaultOrigin::Registration);
     EXPECT_EQ(scenario.faults[1].time, AgentSeconds(0.5));
     EXPECT_EQ(scenario.faults[1].duration, AgentSeconds(4));
+    EXPECT_EQ(ParseScenario(R"({"faults":[{"fault":"cut-link","after":"link"}]})").faults[0].origin, FaultOrigin::Link);
 }
 
 TEST(ScenarioParserTest, AMessageOfTheCloudHasItsPayloadAsText)
@@ -113,7 +114,8 @@ TEST(ScenarioParserTest, AChangeOfTheUserOrOfTheVpnHasTheSameKeysAsTheWhole)
     EXPECT_EQ(scenario.faults[1].vpn.at("tunnel-status"), "internal");
     EXPECT_EQ(
         FaultProblem(R"("fault":"change-user","user":{"usernam":"eve"})"),
-        "$.faults[0].user.usernam: there is no such key; there are: domain, groups, signedIn, subtenant, tenant, "
+        "$.faults[0].user.usernam: there is no such key; there are: agentUuid, domain, groups, signedIn, subtenant, "
+        "tenant, "
         "username; was \"username\" meant?");
 }
 
@@ -197,7 +199,7 @@ TEST(ScenarioParserTest, TheTimesOfAFaultMustFitTogether)
         FaultProblem(R"("fault":"kill-connector","delay":1)"), "$.faults[0].delay: means nothing without \"after\"");
     EXPECT_EQ(
         FaultProblem(R"("fault":"kill-connector","after":"lunch")"),
-        "$.faults[0].after: \"lunch\" is nothing that can be awaited; there is: registration");
+        "$.faults[0].after: \"lunch\" is nothing that can be awaited; there are: link, registration");
 }
 
 TEST(ScenarioParserTest, AnAnswerIsHeldAgainstItsNameToo)
@@ -262,6 +264,7 @@ TEST(ScenarioFileTest, OneThatIsNotThereIsNamed)
 {
     const TestSupport::TemporaryFolder folder;
     EXPECT_THROW((void)Lab::ReadScenario(folder.Path() / "none.json"), ScenarioError);
+    EXPECT_THROW((void)Lab::ReadScenario(folder.Path()), ScenarioError);
 }
 
 } // namespace

@@ -23,12 +23,22 @@ TEST(AgentLogTest, ALineHasATimeALevelAndAText)
     EXPECT_EQ(ParseLogLine("[2026-11-21 12:00:00.000] [warning] [x] y")->text, "[x] y");
 }
 
+TEST(AgentLogTest, ALoggersNameStandsBeforeTheLevel)
+{
+    EXPECT_EQ(
+        ParseLogLine("[2026-11-21 12:00:01.250] [default] [info] Main loop state: Initialise"),
+        (LogEntry{Noon + 1250, "info", "Main loop state: Initialise"}));
+    EXPECT_EQ(
+        ParseLogLine("[2026-11-21 12:00:00.000] [default] [error] [info] y"), (LogEntry{Noon, "error", "[info] y"}));
+}
+
 TEST(AgentLogTest, WhatHasNoHeadIsNoEntry)
 {
     for (const char* line :
          {"", "  MsgId: 24000", "[info] text", "[2026-11-21 12:00:01] [info] text",
           "[2026-13-21 12:00:01.250] [info] x", "[2026-02-30 12:00:01.250] [info] x",
-          "[2026-11-21 12:00:0a.250] [info] x", "[2026-11-21 12:00:01.250] [info"})
+          "[2026-11-21 12:00:0a.250] [info] x", "[2026-11-21 12:00:01.250] [info", "[2026-11-21 12:00:01.250] info",
+          "[2026-11-21 12:00:01.250] [default] [loud] x", "[2026-11-21 12:00:01.250] [default] text"})
     {
         EXPECT_FALSE(ParseLogLine(line).has_value()) << line;
     }
@@ -54,6 +64,30 @@ TEST(AgentLogTest, AnEntryOfManyLinesDoesNotGrowWithoutEnd)
         (void)log.Feed("a line of a payload\n");
     }
     EXPECT_LT(log.Finish()[0].text.size(), 5000U);
+}
+
+TEST(AgentLogTest, OnTheTimelineAnExceptionHasItsTextFirstAndNotThePlaceThatLoggedIt)
+{
+    EXPECT_EQ(
+        Lab::ForTimeline(
+            {0, "error",
+             "Exception logged in function F() of file a.cpp:1:2 ---> It failed.\nException information ---> x"}),
+        "error: It failed.\nException information ---> x");
+    EXPECT_EQ(Lab::ForTimeline({0, "warning", "Retrying ---> soon"}), "warning: Retrying ---> soon");
+    EXPECT_EQ(
+        Lab::ForTimeline({0, "info", "Exception logged in function\n ---> x"}),
+        "Exception logged in function\n ---> x");
+    EXPECT_EQ(Lab::ForTimeline({0, "debug", "text"}), "text");
+}
+
+TEST(AgentLogTest, OnTheTimelineAnExceptionIsToldOnce)
+{
+    EXPECT_EQ(
+        Lab::ForTimeline(
+            {0, "error",
+             "Exception logged in function F() of file a:1:2 ---> Failed: x.\nException information ---> x"}),
+        "error: Failed: x.");
+    EXPECT_EQ(Lab::ForTimeline({0, "info", "a\nException information ---> b"}), "a\nException information ---> b");
 }
 
 TEST(AgentLogTest, StatesMilestonesAndWhateverIsGraveAreForTheTimeline)

@@ -53,10 +53,10 @@ std::vector<double> TimesOf(const std::vector<Fault>& faults)
 TEST(FaultScheduleTest, EachFaultIsDueOnceInTheOrderOfTheirTimes)
 {
     FaultSchedule schedule({At(5), At(1), At(3)}, 1);
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(0.9), std::nullopt).empty());
-    EXPECT_EQ(TimesOf(schedule.TakeDue(AgentSeconds(3), std::nullopt)), (std::vector<double>{1, 3}));
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(4), std::nullopt).empty());
-    EXPECT_EQ(TimesOf(schedule.TakeDue(AgentSeconds(100), std::nullopt)), std::vector<double>{5});
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(0.9), {}).empty());
+    EXPECT_EQ(TimesOf(schedule.TakeDue(AgentSeconds(3), {})), (std::vector<double>{1, 3}));
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(4), {}).empty());
+    EXPECT_EQ(TimesOf(schedule.TakeDue(AgentSeconds(100), {})), std::vector<double>{5});
     EXPECT_TRUE(schedule.GetLeft().empty());
 }
 
@@ -65,18 +65,28 @@ TEST(FaultScheduleTest, WhatWaitsForARegistrationCountsFromThere)
     Fault fault = At(2);
     fault.origin = FaultOrigin::Registration;
     FaultSchedule schedule({fault, At(50)}, 1);
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(10), std::nullopt).empty());
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(11.9), AgentSeconds(10)).empty());
-    EXPECT_EQ(schedule.TakeDue(AgentSeconds(12), AgentSeconds(10)).size(), 1U);
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(10), {}).empty());
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(11.9), {AgentSeconds(10), {}}).empty());
+    EXPECT_EQ(schedule.TakeDue(AgentSeconds(12), {AgentSeconds(10), {}}).size(), 1U);
     EXPECT_EQ(schedule.GetLeft().size(), 1U);
+}
+
+TEST(FaultScheduleTest, WhatWaitsForALinkCountsFromThatOne)
+{
+    Fault fault = At(2);
+    fault.origin = FaultOrigin::Link;
+    FaultSchedule schedule({fault}, 1);
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(100), {AgentSeconds(10), {}}).empty());
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(21.9), {AgentSeconds(10), AgentSeconds(20)}).empty());
+    EXPECT_EQ(schedule.TakeDue(AgentSeconds(22), {AgentSeconds(10), AgentSeconds(20)}).size(), 1U);
 }
 
 TEST(FaultScheduleTest, AFaultBelongsToItsStart)
 {
     const std::vector<Fault> faults = {At(0, FaultKind::CutLink, 1), At(0, FaultKind::Flood, 2)};
-    EXPECT_EQ(FaultSchedule(faults, 1).TakeDue(AgentSeconds(0), std::nullopt)[0].kind, FaultKind::CutLink);
-    EXPECT_EQ(FaultSchedule(faults, 2).TakeDue(AgentSeconds(0), std::nullopt)[0].kind, FaultKind::Flood);
-    EXPECT_TRUE(FaultSchedule(faults, 3).TakeDue(AgentSeconds(0), std::nullopt).empty());
+    EXPECT_EQ(FaultSchedule(faults, 1).TakeDue(AgentSeconds(0), {})[0].kind, FaultKind::CutLink);
+    EXPECT_EQ(FaultSchedule(faults, 2).TakeDue(AgentSeconds(0), {})[0].kind, FaultKind::Flood);
+    EXPECT_TRUE(FaultSchedule(faults, 3).TakeDue(AgentSeconds(0), {}).empty());
 }
 
 class FaultInjectorTest : public ::testing::Test
@@ -151,12 +161,22 @@ TEST_F(FaultInjectorTest, FaultsOfTheConnectorAreOrdersToIt)
     EXPECT_EQ(trickle.kind, OrderKind::Trickle);
     EXPECT_EQ(trickle.pause, milliseconds(100));
     EXPECT_EQ(OrderOf(R"("fault":"fragment","size":3)").kind, OrderKind::Fragment);
+    EXPECT_THAT(m_out.str(), HasSubstr("fragment: told 1 connector, and the cloud, for good\n"));
+}
+
+TEST_F(FaultInjectorTest, AnOrderIsToldWithItsMeasure)
+{
+    (void)OrderOf(R"("fault":"hang-connector","seconds":15)");
+    EXPECT_THAT(m_out.str(), HasSubstr("hang-connector: told 1 connector, for 15 s\n"));
+    (void)OrderOf(R"("fault":"garble-frame","count":2,"size":6000)");
+    EXPECT_THAT(m_out.str(), HasSubstr("garble-frame: told 1 connector, 2 messages of 6000 bytes\n"));
+    (void)OrderOf(R"("fault":"trickle","count":1)");
+    EXPECT_THAT(m_out.str(), HasSubstr("trickle: told 1 connector, 1 message\n"));
 }
 
 TEST_F(FaultInjectorTest, FaultsOfTheConnectorsStartWaitForIt)
 {
-    EXPECT_EQ(
-        ToldOf(R"("fault":"exit-at-start","exitCode":7)"), "exit-at-start: at the next 1 start of the connector\n");
+    EXPECT_EQ(ToldOf(R"("fault":"exit-at-start","exitCode":7)"), "exit-at-start: at the next start of the connector\n");
     const auto control =
         std::make_unique<Lab::Net::FrameStream>(Lab::Net::Socket::Connect(m_cloud.GetEndpoint(), Limit));
     control->Send(Lab::Control::Encode(Lab::Control::Hello{Lab::Control::Role::Control, "", 1}), Limit);
@@ -171,6 +191,7 @@ TEST_F(FaultInjectorTest, WhatMeetsNobodyIsToldSo)
     EXPECT_EQ(ToldOf(R"("fault":"kill-connector")"), "kill-connector: there is none\n");
     EXPECT_EQ(ToldOf(R"("fault":"hang-connector")"), "hang-connector: there is no connector\n");
     EXPECT_EQ(ToldOf(R"("fault":"flood","count":5)"), "flood: 5 messages of 64 bytes on 0 links\n");
+    EXPECT_EQ(ToldOf(R"("fault":"flood","count":1)"), "flood: 1 message of 64 bytes on 0 links\n");
     EXPECT_EQ(ToldOf(R"("fault":"send-message","msgId":22)"), "send-message: 22 on 0 links\n");
 }
 

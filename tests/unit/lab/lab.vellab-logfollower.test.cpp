@@ -63,6 +63,50 @@ TEST_F(LogFollowerTest, ASecondStartHasATimeOfItsOwn)
     EXPECT_THAT(TakeShown(), MatchesRegex("\\[   0\\.\\w+\\] agent     . Main loop state: Initialise\n"));
 }
 
+TEST_F(LogFollowerTest, TheLoggersNameInTheLinesChangesNothing)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 1, false);
+    follower.BeginStart();
+    Append("[2026-11-21 12:00:00.000] [default] [info] Main loop state: Initialise\n");
+    follower.Finish();
+    EXPECT_THAT(TakeShown(), HasSubstr("agent     | Main loop state: Initialise\n"));
+}
+
+TEST_F(LogFollowerTest, WhatIsAwaitedMustComeInItsOrder)
+{
+    for (const bool wholeLog : {false, true})
+    {
+        std::filesystem::remove(m_file);
+        Lab::LogFollower follower(m_file, m_timeline, 1, wholeLog);
+        follower.BeginStart({"state: B", "state: A"});
+        Append("[2026-11-21 12:00:00.000] [default] [debug] state: A\n");
+        Append("[2026-11-21 12:00:00.000] [default] [debug] state: B, state: A\n");
+        follower.Poll();
+        follower.Poll();
+        EXPECT_EQ(follower.GetAwaited(), "state: A") << "each in an entry of its own";
+        Append("[2026-11-21 12:00:00.000] [default] [debug] state: A\n");
+        follower.Poll();
+        follower.Finish();
+        EXPECT_EQ(follower.GetAwaited(), std::nullopt);
+        follower.BeginStart({"state: A"});
+        EXPECT_EQ(follower.GetAwaited(), "state: A") << "each start has to say it";
+    }
+}
+
+TEST_F(LogFollowerTest, WarningsAndErrorsOfAllStartsAreCounted)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 1, true);
+    for (int start = 0; start < 2; ++start)
+    {
+        follower.BeginStart();
+        Append("[2026-11-21 12:00:00.000] [default] [warning] a\n[2026-11-21 12:00:00.000] [default] [info] b\n");
+        Append("[2026-11-21 12:00:00.000] [default] [error] c\n[2026-11-21 12:00:00.000] [default] [critical] d\n");
+        follower.Finish();
+    }
+    EXPECT_EQ(follower.GetCounts().warnings, 2U);
+    EXPECT_EQ(follower.GetCounts().errors, 4U);
+}
+
 TEST_F(LogFollowerTest, TheWholeLogIsShownAsItStands)
 {
     Lab::LogFollower follower(m_file, m_timeline, 1, true);

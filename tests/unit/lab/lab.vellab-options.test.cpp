@@ -52,6 +52,14 @@ TEST(OptionsTest, ValuesStandBehindOrInsideOfTheOption)
     EXPECT_TRUE(options.debug);
 }
 
+TEST(OptionsTest, WhatTheLogIsToSayMayBeSeveralTexts)
+{
+    EXPECT_EQ(
+        ParseOptions({"--agent=a", "--results=r", "--until", "state: InPolling", "--until=b=c"}).until,
+        (std::vector<std::string>{"state: InPolling", "b=c"}));
+    EXPECT_THROW(ParseOptions({"--agent=a", "--results=r", "--until"}), std::invalid_argument);
+}
+
 TEST(OptionsTest, KeepRunsWithoutAnEnd)
 {
     EXPECT_FALSE(ParseOptions({"--agent=a", "--results=r", "--keep"}).duration.has_value());

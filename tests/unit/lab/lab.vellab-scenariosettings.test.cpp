@@ -1,7 +1,11 @@
 #include "lab.vellab-scenariosettings.hpp"
 
+#include "agentcore.ops-identity.hpp"
 #include "lab.scenario-parser.hpp"
 #include "shared.appsettings-paths.hpp"
+#include "shared.appsettings-registrations.hpp"
+#include "shared.crypto-registrationkey.hpp"
+#include "shared.crypto-sensitivestring.hpp"
 #include "shared.winreg-functions.hpp"
 #include "test.support-settingsstore.hpp"
 
@@ -52,6 +56,18 @@ TEST_F(ScenarioSettingsTest, AUserIsSignedInUnlessNobodyIs)
     EXPECT_EQ(Text(VpnVel, L"user-id"), L"(none)");
 }
 
+TEST_F(ScenarioSettingsTest, AnIdentityOfBeforeIsWhereTheAgentLooksForIt)
+{
+    using Shared::AppSettings::FindRegistration;
+    const auto key =
+        Shared::Crypto::ToSensitiveString(Shared::Crypto::MakeRegistrationKey(AgentCore::Ops::GetBiosSerialNumber()));
+    Lab::LayOutScenario(Lab::ParseScenario(R"({"user":{"subtenant":"s","agentUuid":"uuid-of-before"}})"));
+    EXPECT_EQ(FindRegistration(L"s", key).agentUuid, L"uuid-of-before");
+    EXPECT_EQ(FindRegistration(L"other", key).agentUuid, L"");
+    Lab::LayOutScenario(Lab::ParseScenario("{}"));
+    EXPECT_EQ(Text(Paths::Config, L"Registrations"), L"(none)");
+}
+
 TEST_F(ScenarioSettingsTest, TheUserChangesAndGoes)
 {
     Lab::LayOutScenario(Lab::ParseScenario("{}"));
@@ -67,13 +83,13 @@ TEST_F(ScenarioSettingsTest, TheUserChangesAndGoes)
 
 TEST_F(ScenarioSettingsTest, AUserIsHandedOnInWideCharacters)
 {
-    const auto user = Lab::ToVpnUser({true, "\xC3\xA9va", "D", "T", "S", {}});
+    const auto user = Lab::ToVpnUser({true, "\xC3\xA9va", "D", "T", "S", {}, ""});
     ASSERT_TRUE(user.has_value());
     EXPECT_EQ(user->username, L"\u00e9va");
     EXPECT_EQ(user->domain, L"D");
     EXPECT_EQ(user->tenantId, L"T");
     EXPECT_EQ(user->subTenantId, L"S");
-    EXPECT_FALSE(Lab::ToVpnUser({false, "a", "b", "c", "d", {}}).has_value());
+    EXPECT_FALSE(Lab::ToVpnUser({false, "a", "b", "c", "d", {}, ""}).has_value());
 }
 
 } // namespace
