@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <mutex>
 #include <string_view>
+#include <utility>
 
 #include "shared.platform-windows.windows.hpp"
 
@@ -24,6 +25,7 @@ namespace
 {
 
 using Raii::RawHandle;
+using Raii::Win32Handle;
 
 /// Handles are inherited by whichever process is started while they are inheritable. So that a tool's pipes go to no
 /// other child, they are inheritable only under this lock, and every start of this process holds it.
@@ -252,7 +254,8 @@ DWORD CreateUnderLock(const ProcessRequest& request, Call& call, PROCESS_INFORMA
     return Create(call, request.inheritHandles, &startup, information);
 }
 
-void PutInJob(RawHandle job, const PROCESS_INFORMATION& information)
+/// Puts the process that is held back into its job, and lets it go. 0, or the system's code of why it cannot run.
+DWORD PutInJob(RawHandle job, const PROCESS_INFORMATION& information)
 {
     if (!AssignToJob(job, information.hProcess))
     {
@@ -260,7 +263,14 @@ void PutInJob(RawHandle job, const PROCESS_INFORMATION& information)
         (void)EndProcess(information.hProcess);
         throw Exception::Win32Exception("AssignProcessToJobObject() failed.", code);
     }
-    ::ResumeThread(information.hThread);
+    constexpr auto Failed = static_cast<DWORD>(-1);
+    if (::ResumeThread(information.hThread) == Failed)
+    {
+        const DWORD code = ::GetLastError();
+        (void)EndProcess(information.hProcess);
+        return code;
+    }
+    return ERROR_SUCCESS;
 }
 
 } // namespace
@@ -276,13 +286,15 @@ StartedProcess StartProcess(const ProcessRequest& request)
     {
         return result;
     }
-    result.process.Attach(information.hProcess);
-    result.thread.Attach(information.hThread);
-    result.processId = information.dwProcessId;
-    result.threadId = information.dwThreadId;
-    if (request.job != nullptr)
+    Win32Handle process(information.hProcess);
+    Win32Handle thread(information.hThread);
+    result.error = request.job == nullptr ? ERROR_SUCCESS : PutInJob(request.job, information);
+    if (result.error == ERROR_SUCCESS)
     {
-        PutInJob(request.job, information);
+        result.process = std::move(process);
+        result.thread = std::move(thread);
+        result.processId = information.dwProcessId;
+        result.threadId = information.dwThreadId;
     }
     return result;
 }

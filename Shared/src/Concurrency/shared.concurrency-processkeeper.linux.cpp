@@ -111,6 +111,17 @@ public:
         return m_count == MostDescriptors;
     }
 
+    /// There was no room in this process for all of them.
+    void CutOff() noexcept
+    {
+        m_areCutOff = true;
+    }
+
+    bool AreCutOff() const noexcept
+    {
+        return m_areCutOff;
+    }
+
     /// The next one, for good; -1 when there is none.
     int Take() noexcept
     {
@@ -139,6 +150,7 @@ private:
     std::size_t m_next = 0;
     std::array<int, MostDescriptors> m_lent{};
     std::size_t m_lentCount = 0;
+    bool m_areCutOff = false;
 };
 
 struct Child
@@ -178,6 +190,8 @@ struct Launch
     int ruleset = -1;
     std::array<int, MostInherited> inherited{};
     int failurePipe = -1;
+    /// Set by the new process, before anything else, in the memory that it shares with the keeper.
+    volatile bool* hasBegun = nullptr;
     pid_t keeper = 0;
 };
 
@@ -238,6 +252,7 @@ int ArrangeDescriptors(Launch& launch) noexcept
 /// changed.
 [[noreturn]] void BecomeProgram(Launch launch) noexcept
 {
+    *launch.hasBegun = true;
     ::setsid();
     if (const int error = ArrangeDescriptors(launch); error != 0)
     {
@@ -309,19 +324,19 @@ void AnswerFailure(int channel, StartStep step, int error) noexcept
     (void)Answer(channel, {ReplyKind::Failed, static_cast<std::uint32_t>(error), step}, -1);
 }
 
-/// Calls `visit` with each child of this process, ended ones among them. False when the kernel does not tell.
+/// Calls `visit` with each child of this process, ended ones among them. @param list the kernel's file of them. False
+/// when the kernel does not tell.
 template <typename Visit>
-bool ForEachChild(Visit visit) noexcept
+bool ForEachChild(int list, Visit visit) noexcept
 {
-    const int file = ::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC);
-    if (file < 0)
+    if (::lseek(list, 0, SEEK_SET) != 0)
     {
         return false;
     }
     std::array<char, 4096> buffer; // NOLINT(cppcoreguidelines-pro-type-member-init): only read into
     pid_t number = 0;
     ssize_t count = 0;
-    while ((count = ::read(file, buffer.data(), buffer.size())) > 0)
+    while ((count = ::read(list, buffer.data(), buffer.size())) > 0)
     {
         for (const char character : std::span(buffer.data(), static_cast<std::size_t>(count)))
         {
@@ -336,7 +351,6 @@ bool ForEachChild(Visit visit) noexcept
             }
         }
     }
-    ::close(file);
     return count == 0;
 }
 
@@ -372,12 +386,16 @@ private:
         ::setsid();
         (void)!::chdir("/");
         ::prctl(PR_SET_NAME, "vel-children", 0, 0, 0);
+        // What the agent's memory held at the split is nobody's to look at, neither in a core file.
+        ::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
         ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
         KeepOnly(control);
         sigset_t ended;
         ::sigemptyset(&ended);
         ::sigaddset(&ended, SIGCHLD);
         m_endSignal = ::signalfd(-1, &ended, SFD_CLOEXEC | SFD_NONBLOCK);
+        // Now, as there may be no descriptor left when it is needed most.
+        m_childList = ::open("/proc/thread-self/children", O_RDONLY | O_CLOEXEC);
     }
 
     static void KeepOnly(int control) noexcept
@@ -399,7 +417,11 @@ private:
         {
             ::dup2(nowhere, stream);
         }
-        ::close(nowhere);
+        // An agent without standard streams leaves their numbers free, so it may have got one of these.
+        if (nowhere > ControlDescriptor)
+        {
+            ::close(nowhere);
+        }
     }
 
     void AwaitAndAct() noexcept
@@ -489,6 +511,10 @@ private:
                 descriptors.Add(descriptor);
             }
         }
+        if ((message.msg_flags & MSG_CTRUNC) != 0)
+        {
+            descriptors.CutOff();
+        }
         return size;
     }
 
@@ -499,8 +525,7 @@ private:
         {
             return;
         }
-        Child child;
-        const Failure failure = TryStart(size, descriptors, channel, child);
+        const Failure failure = TryStart(size, descriptors, channel);
         if (failure.error != 0)
         {
             AnswerFailure(channel, failure.step, failure.error);
@@ -508,7 +533,7 @@ private:
         }
     }
 
-    Failure TryStart(std::size_t size, Descriptors& descriptors, int channel, Child& child) noexcept
+    Failure TryStart(std::size_t size, Descriptors& descriptors, int channel) noexcept
     {
         if (m_startError != 0)
         {
@@ -518,13 +543,18 @@ private:
         {
             return {StartStep::Request, EAGAIN};
         }
+        if (descriptors.AreCutOff())
+        {
+            return {StartStep::Descriptors, EMFILE};
+        }
         const auto* const request = reinterpret_cast<const StartRequest*>(m_packet.data());
         Launch launch;
         launch.request = request;
         launch.input = descriptors.Borrow();
         launch.output = descriptors.Borrow();
         launch.errors = descriptors.Borrow();
-        if (size < sizeof *request || !ReadTexts(size, launch) || launch.errors < 0)
+        if (size < sizeof *request || !ReadTexts(size, launch) || launch.errors < 0 ||
+            request->identity.groupCount > Security::Identity::MostGroups || !IsNew(request->header.child))
         {
             return {StartStep::Request, EINVAL};
         }
@@ -534,15 +564,20 @@ private:
         if (TakeInherited(launch, descriptors) && (jobLine >= 0) == (request->isInJob != 0) &&
             (launch.ruleset >= 0) == (request->hasRuleset != 0))
         {
-            failure = StartProgram(launch, descriptors, channel, child);
+            failure = StartProgram(launch, descriptors, channel);
         }
         if (failure.error != 0 || jobLine < 0)
         {
             ::close(jobLine);
             return failure;
         }
-        m_jobLines.Add({jobLine, child.id});
+        m_jobLines.Add({jobLine, request->header.child});
         return {};
+    }
+
+    bool IsNew(std::uint64_t id) noexcept
+    {
+        return id != Nobodys && FindChild(id) == nullptr;
     }
 
     /// Finds the texts behind the request, each ended by a null inside of the packet.
@@ -589,7 +624,7 @@ private:
         for (std::uint32_t i = 0; i < count; ++i)
         {
             launch.inherited[i] = descriptors.Borrow();
-            if (launch.request->inherited[i] <= STDERR_FILENO)
+            if (launch.request->inherited[i] <= STDERR_FILENO || launch.request->inherited[i] == INT_MAX)
             {
                 return false;
             }
@@ -598,13 +633,15 @@ private:
     }
 
     /// On success the child is known and its first answer given.
-    Failure StartProgram(Launch& launch, Descriptors& descriptors, int channel, Child& child) noexcept
+    Failure StartProgram(Launch& launch, Descriptors& descriptors, int channel) noexcept
     {
         std::array<int, 2> failurePipe{};
-        if (::pipe2(failurePipe.data(), O_CLOEXEC) != 0)
+        if (::pipe2(failurePipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
         {
             return {StartStep::Request, errno};
         }
+        volatile bool hasBegun = false;
+        launch.hasBegun = &hasBegun;
         launch.failurePipe = failurePipe[1];
         launch.keeper = m_self;
         const pid_t process = Split(launch);
@@ -612,41 +649,56 @@ private:
         ::close(failurePipe[1]);
         // Before anybody hears of the child: whoever then waits for the end of its output must not find us holding it.
         descriptors.CloseLent();
-        if (process > 0 && ::read(failurePipe[0], &failure, sizeof failure) != static_cast<ssize_t>(sizeof failure))
+        if (process > 0 && !ReadFailure(failurePipe[0], hasBegun, failure))
         {
-            // Exec closed the pipe without a word.
-            failure = Introduce(launch, process, channel, child);
+            Introduce(*launch.request, process, channel);
+            failure = {};
         }
-        ::close(failurePipe[0]);
-        if (process > 0 && failure.error != 0)
+        else if (process > 0)
         {
-            ::kill(process, SIGKILL);
             ::waitpid(process, nullptr, 0);
         }
+        ::close(failurePipe[0]);
         return failure;
     }
 
-    Failure Introduce(const Launch& launch, pid_t process, int channel, Child& child) noexcept
+    /// What a new process says before it ends; nothing once it has its program. @param isOver whether it has been seen
+    /// to have come to the one or the other.
+    static bool ReadFailure(int pipe, bool isOver, Failure& failure) noexcept
     {
-        const int handle = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
-        if (handle < 0)
+        if (!isOver)
         {
-            return {StartStep::Request, errno};
+            // What was to share our memory until then got a copy, as tools that watch programs have it: exec closes the
+            // pipe.
+            pollfd entry = {pipe, POLLIN, 0};
+            while (::poll(&entry, 1, -1) < 0 && errno == EINTR)
+            {
+            }
         }
-        const bool isHeard =
-            Answer(channel, {ReplyKind::Started, static_cast<std::uint32_t>(process), StartStep::Program}, handle);
-        ::close(handle);
+        return ::read(pipe, &failure, sizeof failure) == static_cast<ssize_t>(sizeof failure);
+    }
+
+    /// Makes the child known, here and to whoever asked for it.
+    void Introduce(const StartRequest& request, pid_t process, int channel) noexcept
+    {
+        m_children.Add({request.header.child, process, channel, request.hasOwnGroup != 0});
+        const int handle = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+        const int error = handle < 0 ? errno : 0;
+        const Reply started = {ReplyKind::Started, static_cast<std::uint32_t>(process), StartStep::Program};
+        const bool isHeard = handle >= 0 && Answer(channel, started, handle);
+        if (handle >= 0)
+        {
+            ::close(handle);
+        }
+        else
+        {
+            AnswerFailure(channel, StartStep::Request, error);
+        }
         if (!isHeard)
         {
-            // Whoever asked has given up, so nobody could ever end it.
-            return {StartStep::Request, EPIPE};
+            // Whoever asked has no handle or has given up, so nobody could ever end it.
+            EndChild(request.header.child);
         }
-        child.id = launch.request->header.child;
-        child.process = process;
-        child.channel = channel;
-        child.hasOwnGroup = launch.request->hasOwnGroup != 0;
-        m_children.Add(child);
-        return {};
     }
 
     void InterruptGroup(std::uint64_t id) noexcept
@@ -752,6 +804,7 @@ private:
     void AdoptOrphans(std::uint64_t owner) noexcept
     {
         (void)ForEachChild(
+            m_childList,
             [this, owner](pid_t process) noexcept
             {
                 if (!IsKnown(process))
@@ -776,8 +829,9 @@ private:
         {
             owner = leader->id;
         }
+        // One of whom nobody can say to which child it belongs has gone out of its way to hide it.
         const Child* const child = FindChild(owner);
-        if (m_orphans.IsFull() || (child != nullptr && child->isToEnd))
+        if (m_orphans.IsFull() || child == nullptr || child->isToEnd)
         {
             ::kill(process, SIGKILL);
         }
@@ -812,7 +866,7 @@ private:
     {
         while (true)
         {
-            const bool areTold = ForEachChild([](pid_t process) noexcept { ::kill(process, SIGKILL); });
+            const bool areTold = ForEachChild(m_childList, [](pid_t process) noexcept { ::kill(process, SIGKILL); });
             if (!areTold)
             {
                 EndThoseKnown();
@@ -844,6 +898,8 @@ private:
 
     pid_t m_self = 0;
     int m_endSignal = -1;
+    /// The kernel's file of our children; -1 where it has none.
+    int m_childList = -1;
     /// Why no child can be started as it should be; 0 for none.
     int m_startError = 0;
     FixedList<Child, MostChildren> m_children;

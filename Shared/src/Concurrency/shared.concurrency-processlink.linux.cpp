@@ -10,11 +10,13 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <mutex>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
@@ -23,6 +25,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +41,8 @@ using Raii::Win32Handle;
 
 /// Real time: how long a start takes has nothing to do with the agent's clock.
 constexpr int RealAnswerLimitMs = 10'000;
+/// For a keeper that has been given up, and has nobody left to end.
+constexpr int RealEndLimitMs = 1'000;
 
 int DescriptorOf(const Win32Handle& handle) noexcept
 {
@@ -64,6 +69,25 @@ bool IsReadable(int descriptor, int realPatienceMs) noexcept
         ready = ::poll(&entry, 1, realPatienceMs);
     } while (ready < 0 && errno == EINTR);
     return ready == 1;
+}
+
+/// The number of the process behind a pidfd; 0 when it is none, or nobody's number any more.
+int ProcessOf(int descriptor)
+{
+    const Win32Handle file(
+        Raw::FromDescriptor(::open(fmt::format("/proc/self/fdinfo/{}", descriptor).c_str(), O_RDONLY | O_CLOEXEC)));
+    std::array<char, 1024> text{};
+    const ssize_t count = ::read(DescriptorOf(file), text.data(), text.size());
+    const std::string_view lines(text.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    constexpr std::string_view Label = "\nPid:\t";
+    const std::size_t found = lines.find(Label);
+    int process = 0;
+    if (found != std::string_view::npos)
+    {
+        const std::string_view number = lines.substr(found + Label.size());
+        (void)std::from_chars(number.data(), number.data() + number.size(), process);
+    }
+    return std::max(process, 0);
 }
 
 /// One packet with its descriptors.
@@ -142,6 +166,9 @@ public:
         }
         const int room = static_cast<int>(Keeper::LongestRequest) * 2;
         (void)::setsockopt(DescriptorOf(sockets[0]), SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+        // A keeper that stands still takes no request once that room is full.
+        const timeval realLimit = {RealAnswerLimitMs / 1000, 0};
+        (void)::setsockopt(DescriptorOf(sockets[0]), SOL_SOCKET, SO_SNDTIMEO, &realLimit, sizeof realLimit);
         // No handler of the agent may run in the copy.
         sigset_t all;
         sigset_t before;
@@ -170,7 +197,10 @@ public:
         m_socket.Close();
         if (m_owner == ::getpid())
         {
-            // Without waiting: one that still has children to end is collected by whoever collects for us.
+            // It has ended, or does so now that nobody speaks to it; only a child that the kernel cannot end right away
+            // holds it up, and then it stays as a process that has ended until we end too.
+            const Win32Handle end(Raw::FromDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, m_process, 0))));
+            (void)IsReadable(DescriptorOf(end), RealEndLimitMs);
             (void)::waitpid(m_process, nullptr, WNOHANG);
         }
     }
@@ -248,9 +278,15 @@ public:
     {
     }
 
-    bool IsOf(RawHandle process) const noexcept
+    bool IsOf(RawHandle process) const
     {
-        return Raw::IsSameObject(m_process.GetRawHandle(), process);
+        if (Raw::IsSameObject(m_process.GetRawHandle(), process))
+        {
+            return true;
+        }
+        // Containers often forbid to compare descriptors.
+        const int number = ProcessOf(DescriptorOf(m_process));
+        return number != 0 && number == ProcessOf(Raw::DescriptorOf(process));
     }
 
     bool HasEnded() const noexcept
@@ -436,12 +472,19 @@ StartedProcess Ask(
     {
         return Failed(errno);
     }
-    if (reply->kind != Keeper::ReplyKind::Started || !handle.IsValid())
+    if (reply->kind != Keeper::ReplyKind::Started)
     {
         return reply->kind == Keeper::ReplyKind::Failed ? FailedAt(process, *reply) : Failed(EPROTO);
     }
+    Win32Handle known(Raw::DuplicateHandle(handle.GetRawHandle()));
+    if (!known.IsValid())
+    {
+        // There was no descriptor left for one of the two handles, and what nobody holds must not run.
+        ::kill(static_cast<pid_t>(reply->value), SIGKILL);
+        return Failed(EMFILE);
+    }
     StartedProcess result;
-    result.control = std::make_shared<ProcessControl>(link, number, std::move(channel[0]), handle.Duplicate());
+    result.control = std::make_shared<ProcessControl>(link, number, std::move(channel[0]), std::move(known));
     result.control->processId = reply->value;
     result.control->hasOwnGroup = process.hasOwnGroup;
     result.process = std::move(handle);

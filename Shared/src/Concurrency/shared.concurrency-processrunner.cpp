@@ -215,6 +215,7 @@ void ProcessRunner::ClosePipesAndProcess() noexcept
     m_childStdOutRd.Close();
     m_childStdOutWr.Close();
     m_processInfo.Close();
+    m_control.reset();
 }
 
 void ProcessRunner::SetRedirectIo(bool redirectIo) noexcept

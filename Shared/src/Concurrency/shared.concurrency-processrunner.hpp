@@ -56,8 +56,9 @@ public:
     virtual ~ProcessRunner();
     /// Starts the tool unless ShouldRun() is false. @return whether it was started. Throws what BuildArgumentList()
     /// throws; Win32Exception "Failed to create child OUT pipes", "Failed to create child IN pipes", "CreateProcess()
-    /// failed"; the runtime exception "The argv[0] argument cannot include a double quote."; on Windows also what the
-    /// preparation of the start-up record and the job meet with. The state is then what it was.
+    /// failed"; the runtime exception "The argv[0] argument cannot include a double quote."; the invalid-argument
+    /// exception "Text with a null character for a child process"; on Windows also what the preparation of the start-up
+    /// record and the job meet with. The state is then what it was.
     virtual bool Start();
     virtual State GetState() const noexcept;
     /// Closes token, pipes, process and job, which ends the tool and all that it has started if they still run. Safe to

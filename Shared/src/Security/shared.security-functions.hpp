@@ -12,8 +12,8 @@ namespace Shared::Security
 /// Identity of path tests, which need raw sockets. Made once and kept for the life of the process; each call gives a
 /// handle of its own to the same token.
 /// @param adminRestricted the process's own user without privileges, instead of the network service account. Throws as
-/// CreateAdminRestrictedToken() and LogonService(), and Win32Exception "DuplicateHandle() failed"; a failure is not
-/// kept, so the next call tries again.
+/// CreateAdminRestrictedToken() and LogonService(), and Win32Exception "SetTokenInformation() failed" and
+/// "DuplicateHandle() failed"; a failure is not kept, so the next call tries again.
 Raii::Win32Handle GetMtrChildProcessIdentity(bool adminRestricted);
 
 /// Identity of HTTP and TCP tests: a token of its own, made from that of path tests with the same flag, and kept

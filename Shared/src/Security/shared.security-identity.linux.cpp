@@ -89,6 +89,12 @@ bool DropCapabilities(bool keepRawSockets) noexcept
     return capabilities.Write() && (kept == 0 || ::prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_NET_RAW, 0, 0) == 0);
 }
 
+/// So that no program could give them back. Who may not do this has to do without: no-new-privileges alone is enough.
+void ForbidRawSockets() noexcept
+{
+    (void)::prctl(PR_CAPBSET_DROP, CAP_NET_RAW, 0, 0, 0);
+}
+
 /// 0 when it could be done or is not ours to do.
 int ForbidCapabilities() noexcept
 {
@@ -161,6 +167,10 @@ bool HasRawSockets() noexcept
 
 int TakeOn(const Identity& identity, int ruleset) noexcept
 {
+    if (identity.isRestricted != 0 && identity.keepsRawSockets == 0)
+    {
+        ForbidRawSockets();
+    }
     // Otherwise the change of user takes all capabilities at once. Exec takes the mark back.
     if (identity.keepsRawSockets != 0 && ::prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) != 0)
     {

@@ -6,11 +6,16 @@
 //   --helper        as a helper process in a job, which prints where this process does
 //   --helper-line   the same, but the second argument is the whole command line
 //   --helper-restricted  as a helper process with the restricted identity of this user; the rest is its environment
+//   --connector     as the connector: a helper process of the service account, with the environment that it has then,
+//                   and with every handle that is inheritable, of which there is one
+//   --connector-restricted  the same with the restricted identity of this user
+//   --identities    prints what each kind of child is, and ends
 // Prints "child=<process id>" and what the tool prints, and ends with its exit code; or with 1 and the reason, if
 // something fails.
 
 #include "contract.toolrunner.hpp"
 
+#include "shared.concurrency-event.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.concurrency-job.hpp"
 #include "shared.concurrency-process.hpp"
@@ -73,18 +78,19 @@ std::wstring LineOf(std::vector<std::wstring> arguments)
     return Shared::Util::Paste(arguments);
 }
 
-std::uint32_t RunHelper(std::wstring commandLine, const std::optional<ProcessEnvironment>& environment = {})
+std::uint32_t RunHelper(
+    Shared::Concurrency::ProcessDescription description,
+    const Win32Handle& token = {},
+    const std::optional<ProcessEnvironment>& environment = {})
 {
     Shared::Concurrency::Job job;
     job.Create(false);
     job.SetInformation({Shared::Concurrency::JobLimits::KillOnJobClose});
-    Shared::Concurrency::ProcessDescription description;
     description.executablePath = Contract::ProgramFile(Contract::ProbeTool);
-    description.commandLine = std::move(commandLine);
     Shared::Concurrency::Process process(std::move(description));
-    if (environment)
+    if (token.IsValid())
     {
-        process.StartAsUser(Security::CreateAdminRestrictedToken(), environment);
+        process.StartAsUser(token, environment);
     }
     else
     {
@@ -94,6 +100,87 @@ std::uint32_t RunHelper(std::wstring commandLine, const std::optional<ProcessEnv
     Print("child=" + std::to_string(process.GetProcessId()) + "\n");
     WaitFor(process.GetProcessHandle(), Shared::Time::Infinite);
     return process.GetProcessExitCode();
+}
+
+std::uint32_t RunConnector(const std::string& how, std::wstring commandLine)
+{
+    const Shared::Concurrency::Event stop(true, true);
+    Shared::Concurrency::ProcessDescription description;
+    description.commandLine = std::move(commandLine);
+    description.workingDirectory = Contract::OwnFolder();
+    description.inheritHandles = true;
+    return RunHelper(
+        std::move(description),
+        how.ends_with("-restricted") ? Security::CreateAdminRestrictedToken()
+                                     : Security::LogonService(Security::WellKnownAccount::NetworkService));
+}
+
+std::string NamesOf(const std::vector<std::string>& environment)
+{
+    std::string names;
+    for (const std::string& entry : environment)
+    {
+        names += (names.empty() ? "" : " ") + entry.substr(0, entry.find('=', 1));
+    }
+    return names;
+}
+
+/// What the probe says of itself when it is started in this way, by another one of us.
+void PrintIdentity(const std::string& how)
+{
+    Contract::ToolRunner owner({Shared::Util::ConvertStringType(how), L"--report"});
+    owner.program = Contract::OwnerTool;
+    owner.Start();
+    const std::string output = Contract::ReadToEnd(owner);
+    const Contract::Report report(output);
+    Print(how + "\n");
+    for (const std::string& line : Shared::Util::Split(output, "\n"))
+    {
+        const bool isHex =
+            line.starts_with("argument=") || line.starts_with("environment=") || line.starts_with("folder=");
+        if (!isHex && !line.empty() && !line.starts_with("child="))
+        {
+            Print("    " + line + "\n");
+        }
+    }
+    for (const std::string& folder : report.Texts("folder"))
+    {
+        Print("    folder=" + folder + "\n");
+    }
+    Print("    environment=" + NamesOf(report.Texts("environment")) + "\n");
+}
+
+int PrintIdentities()
+{
+    for (const char* const how :
+         {"--tool", "--path-tool", "--path-tool-restricted", "--plain-tool", "--plain-tool-restricted", "--connector",
+          "--connector-restricted"})
+    {
+        PrintIdentity(how);
+    }
+    return 0;
+}
+
+int Obey(const std::string& how, std::vector<std::wstring> forProbe)
+{
+    if (how == "--identities")
+    {
+        return PrintIdentities();
+    }
+    Shared::Concurrency::ProcessDescription helper;
+    if (how == "--helper-restricted")
+    {
+        helper.commandLine = L"probe";
+        return static_cast<int>(RunHelper(std::move(helper), Security::CreateAdminRestrictedToken(), forProbe));
+    }
+    if (how.starts_with("--helper"))
+    {
+        helper.commandLine = how == "--helper-line" ? forProbe.at(0) : LineOf(std::move(forProbe));
+        return static_cast<int>(RunHelper(std::move(helper)));
+    }
+    return static_cast<int>(
+        how.starts_with("--connector") ? RunConnector(how, LineOf(std::move(forProbe)))
+                                       : RunTool(how, std::move(forProbe)));
 }
 
 } // namespace
@@ -108,16 +195,7 @@ int main(int count, char** arguments)
         {
             forProbe.push_back(Shared::Util::ConvertStringType(std::string_view(arguments[i])));
         }
-        if (how == "--helper-line")
-        {
-            return static_cast<int>(RunHelper(forProbe.at(0)));
-        }
-        if (how == "--helper-restricted")
-        {
-            return static_cast<int>(RunHelper(L"probe", forProbe));
-        }
-        return static_cast<int>(
-            how == "--helper" ? RunHelper(LineOf(std::move(forProbe))) : RunTool(how, std::move(forProbe)));
+        return Obey(how, std::move(forProbe));
     }
     catch (const std::exception& exception)
     {

@@ -13,7 +13,8 @@
 //   --crash             ends by a fault
 //   --spawn-grandchild  starts itself with --hang, prints "grandchild=<process id>" and waits to be ended
 //   --spawn-daemon      the same, but the grandchild has broken with it as far as the system allows
-//   --leave-grandchild, --leave-daemon  the same two, but the tool ends at once
+//   --spawn-fugitive    the same, but the grandchild also hides whose it is
+//   --leave-grandchild, --leave-daemon, --leave-fugitive  the same three, but the tool ends at once
 //   --is-handle=H       prints "yes" and ends with 0, or "no" and 1: whether the number H is a handle of this process
 //   --try-write=FILE    likewise: whether the file can be written; and
 //   --try-read=FILE, --try-run=FILE, --try-raw-socket, --try-signal=PROCESS
@@ -21,10 +22,12 @@
 
 #include "contract.processprobe.hpp"
 
+#include <array>
 #include <cstdio>
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Contract::Probe
 {
@@ -99,9 +102,9 @@ void Echo()
     }
 }
 
-int Spawn(bool asDaemon, bool isToWait)
+int Spawn(Descendant descendant, bool isToWait)
 {
-    PrintLine("grandchild=" + std::to_string(StartSelf(asDaemon)));
+    PrintLine("grandchild=" + std::to_string(StartSelf(descendant)));
     if (isToWait)
     {
         WaitToBeEnded();
@@ -138,9 +141,16 @@ int Obey(std::string_view what, const std::string& with, const std::vector<std::
         PrintLine("broken off");
         return BrokenOff;
     }
-    if (what.ends_with("-grandchild") || what.ends_with("-daemon"))
+    constexpr std::array Descendants = {
+        std::pair(std::string_view("-grandchild"), Descendant::Child),
+        std::pair(std::string_view("-daemon"), Descendant::Daemon),
+        std::pair(std::string_view("-fugitive"), Descendant::Fugitive)};
+    for (const auto& [ending, descendant] : Descendants)
     {
-        return Spawn(what.ends_with("-daemon"), what.starts_with("--spawn"));
+        if (what.ends_with(ending))
+        {
+            return Spawn(descendant, what.starts_with("--spawn"));
+        }
     }
     if (what == "--is-handle" || what.starts_with("--try-"))
     {

@@ -19,8 +19,17 @@ std::string WorkingFolder();
 /// The lines of the report that only this platform has.
 std::string DescribeSelf();
 [[noreturn]] void WaitToBeEnded();
+enum class Descendant
+{
+    Child,
+    /// It has broken with its parent and the session as far as the system allows.
+    Daemon,
+    /// The same, with tricks that hide whose it is.
+    Fugitive
+};
+
 /// Starts this program with --hang, and without our output; its process id.
-std::uint32_t StartSelf(bool asDaemon);
+std::uint32_t StartSelf(Descendant descendant);
 /// From now on a break is noted, or not heeded at all.
 void HandleBreak(bool isHeeded);
 /// Until a break has been noted.

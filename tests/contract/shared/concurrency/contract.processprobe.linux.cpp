@@ -10,6 +10,7 @@
 
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -51,6 +52,17 @@ std::string Descriptors()
     return list;
 }
 
+/// Whether something beside users and modes keeps us from looking at what everybody may see, as Landlock does.
+bool IsConfined()
+{
+    const int root = ::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (root >= 0)
+    {
+        ::close(root);
+    }
+    return root < 0;
+}
+
 [[noreturn]] void BecomeGrandchild()
 {
     const int nowhere = ::open("/dev/null", O_RDWR);
@@ -59,6 +71,45 @@ std::string Descriptors()
     ::dup2(nowhere, 2);
     ::execl("/proc/self/exe", "grandchild", "--hang", nullptr);
     ::_exit(2);
+}
+
+void Tell(int pipe, pid_t process)
+{
+    (void)!::write(pipe, &process, sizeof process);
+}
+
+/// Ends this process and goes on in a child of it, which leads a session. @param pipe where the child's number is told.
+void GoOnAlone(int pipe)
+{
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child != 0)
+    {
+        Tell(pipe, child);
+        ::_exit(0);
+    }
+    ::setsid();
+    while (::getppid() == parent)
+    {
+        ::usleep(100);
+    }
+}
+
+[[noreturn]] void BecomeDescendant(Descendant descendant, int pipe)
+{
+    if (descendant == Descendant::Child)
+    {
+        Tell(pipe, ::getpid());
+        BecomeGrandchild();
+    }
+    ::setsid();
+    GoOnAlone(pipe);
+    if (descendant == Descendant::Fugitive)
+    {
+        // Whose parent has never been known to anybody.
+        GoOnAlone(pipe);
+    }
+    BecomeGrandchild();
 }
 
 bool TryRun(const std::string& program)
@@ -137,6 +188,7 @@ std::string DescribeSelf()
         text += std::string(fact.key) + "=" + StatusLine(fact.label) + "\n";
     }
     text += "descriptors=" + Descriptors() + "\n";
+    text += "confined=" + std::to_string(IsConfined() ? 1 : 0) + "\n";
     text += "leads-group=" + std::to_string(::getpgrp() == ::getpid() ? 1 : 0) + "\n";
     return text;
 }
@@ -149,7 +201,7 @@ void WaitToBeEnded()
     }
 }
 
-std::uint32_t StartSelf(bool asDaemon)
+std::uint32_t StartSelf(Descendant descendant)
 {
     // The number comes through a pipe, as a daemon's parent is gone by then.
     std::array<int, 2> ends{};
@@ -157,33 +209,30 @@ std::uint32_t StartSelf(bool asDaemon)
     {
         throw std::runtime_error("pipe2() failed");
     }
+    if (descendant == Descendant::Fugitive)
+    {
+        // What comes of us is not to be found below us.
+        ::prctl(PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0);
+    }
     const pid_t first = ::fork();
     if (first == 0)
     {
-        const pid_t second = asDaemon ? (::setsid(), ::fork()) : 0;
-        if (second != 0)
-        {
-            ::_exit(0);
-        }
-        if (asDaemon)
-        {
-            ::setsid();
-        }
-        const pid_t own = ::getpid();
-        (void)!::write(ends[1], &own, sizeof own);
-        BecomeGrandchild();
+        BecomeDescendant(descendant, ends[1]);
     }
-    if (asDaemon)
+    ::close(ends[1]);
+    if (descendant != Descendant::Child)
     {
         ::waitpid(first, nullptr, 0);
     }
     pid_t process = -1;
-    if (::read(ends[0], &process, sizeof process) != static_cast<ssize_t>(sizeof process))
+    for (int told = descendant == Descendant::Fugitive ? 2 : 1; told > 0; --told)
     {
-        throw std::runtime_error("the grandchild did not start");
+        if (::read(ends[0], &process, sizeof process) != static_cast<ssize_t>(sizeof process))
+        {
+            throw std::runtime_error("the grandchild did not start");
+        }
     }
     ::close(ends[0]);
-    ::close(ends[1]);
     return static_cast<std::uint32_t>(process);
 }
 

@@ -177,13 +177,14 @@ void WaitToBeEnded()
     }
 }
 
-std::uint32_t StartSelf(bool asDaemon)
+std::uint32_t StartSelf(Descendant descendant)
 {
     std::wstring command = L"grandchild --hang";
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION information = {};
-    const DWORD flags = asDaemon ? DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP : CREATE_NO_WINDOW;
+    const DWORD flags =
+        descendant == Descendant::Child ? CREATE_NO_WINDOW : DETACHED_PROCESS | CREATE_NEW_PROCESS_GROUP;
     if (::CreateProcessW(
             OwnProgram().c_str(), command.data(), nullptr, nullptr, FALSE, flags, nullptr, nullptr, &startup,
             &information) == FALSE)

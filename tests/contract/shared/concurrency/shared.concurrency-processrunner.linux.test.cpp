@@ -2,15 +2,20 @@
 
 #include "contract.toolrunner.hpp"
 #include "shared.concurrency-functions.hpp"
+#include "shared.concurrency-job.hpp"
 #include "shared.concurrency-nativeprocess.hpp"
 #include "shared.concurrency-process.hpp"
 #include "shared.util-functions.hpp"
+#include "test.support-capturedlog.hpp"
 #include "test.support-exceptions.hpp"
 #include "test.support-sanitizers.hpp"
 #include "test.support-time.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -24,7 +29,13 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -78,6 +89,75 @@ std::uint32_t ParentOf(std::uint32_t process)
         }
     }
     return 0;
+}
+
+/// Those that have no children any more.
+bool AwaitChildless(const std::vector<std::uint32_t>& processes)
+{
+    const auto isChildless = [](std::uint32_t process)
+    {
+        return ChildrenOf(process).empty();
+    };
+    for (const TestSupport::Stopwatch watch; watch.ElapsedMs() < LimitMs;)
+    {
+        if (std::all_of(processes.begin(), processes.end(), isChildless))
+        {
+            return true;
+        }
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+/// The end from which a started runner reads: it has one such pipe.
+int ReadingEnd(const std::vector<int>& before)
+{
+    for (const int descriptor : OwnDescriptors())
+    {
+        struct stat status = {};
+        const bool isNew = std::find(before.begin(), before.end(), descriptor) == before.end();
+        if (isNew && ::fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode) &&
+            (::fcntl(descriptor, F_GETFL) & O_ACCMODE) == O_RDONLY)
+        {
+            return descriptor;
+        }
+    }
+    return -1;
+}
+
+/// From now on this process cannot compare descriptors, as in many a container.
+bool ForbidComparing()
+{
+    std::array<sock_filter, 4> program = {{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_kcmp, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    }};
+    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
+}
+
+/// Whether `isRight` is so in a copy of this process.
+template <typename Question>
+bool HoldsInACopy(Question isRight)
+{
+    const pid_t copy = ::fork();
+    if (copy == 0)
+    {
+        bool answer = false;
+        try
+        {
+            answer = isRight();
+        }
+        catch (const std::exception&)
+        {
+            answer = false;
+        }
+        ::_exit(answer ? 0 : 1);
+    }
+    int status = -1;
+    return ::waitpid(copy, &status, 0) == copy && status == 0;
 }
 
 /// A descriptor that exec would leave open, as a careless library has it.
@@ -278,13 +358,163 @@ TEST(ChildOfLinuxTest, AHundredStartsLeaveNoDescriptorAndNoProcessBehind)
     EXPECT_EQ(OwnDescriptors(), before);
     // Those who keep the children, and have none left.
     EXPECT_EQ(ChildrenOf(static_cast<std::uint32_t>(::getpid())), keepers);
-    for (const std::uint32_t keeper : keepers)
+    EXPECT_TRUE(AwaitChildless(keepers));
+}
+
+TEST(ChildOfLinuxTest, AClosedRunnerHoldsNoDescriptor)
+{
+    RunTool({L"--exit=0"});
+    const std::vector<int> before = OwnDescriptors();
+    ToolRunner runner({L"--hang"});
+    runner.Start();
+    EXPECT_NE(OwnDescriptors(), before);
+    runner.Close();
+    EXPECT_EQ(OwnDescriptors(), before);
+}
+
+TEST(ChildOfLinuxTest, HoweverFewDescriptorsThereAreAFailedStartLeavesNothingBehind)
+{
+    if (TestSupport::IsAddressSanitized || TestSupport::IsThreadSanitized)
     {
-        for (const TestSupport::Stopwatch watch; !ChildrenOf(keeper).empty() && watch.ElapsedMs() < LimitMs;)
+        GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+    }
+    RunTool({L"--exit=0"});
+    const std::vector<int> before = OwnDescriptors();
+    const std::vector<std::uint32_t> keepers = ChildrenOf(static_cast<std::uint32_t>(::getpid()));
+    std::size_t failures = 0;
+    bool isStarted = false;
+    for (std::size_t free = 0; !isStarted && free < 50; ++free)
+    {
+        const ScarceDescriptors scarce(free);
+        try
         {
-            std::this_thread::yield();
+            ToolRunner runner({L"--hang"});
+            isStarted = runner.Start();
         }
-        EXPECT_TRUE(ChildrenOf(keeper).empty());
+        catch (const Shared::Exception::Win32Exception& exception)
+        {
+            EXPECT_EQ(exception.GetCode(), static_cast<std::uint32_t>(EMFILE)) << exception.what();
+            ++failures;
+        }
+    }
+    EXPECT_TRUE(isStarted);
+    EXPECT_GT(failures, 8U);
+    EXPECT_EQ(OwnDescriptors(), before);
+    EXPECT_EQ(ChildrenOf(static_cast<std::uint32_t>(::getpid())), keepers);
+    EXPECT_TRUE(AwaitChildless(keepers));
+}
+
+TEST(ChildOfLinuxTest, APipeThatCannotBeLookedAtOrReadIsToldSo)
+{
+    RunTool({L"--exit=0"});
+    const std::vector<int> before = OwnDescriptors();
+    ToolRunner runner({L"--hang"});
+    runner.Start();
+    const int pipe = ReadingEnd(before);
+    ASSERT_GE(pipe, 0);
+    // Other things take its place: one that cannot say how much it holds, and one that does but cannot be read.
+    const int device = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(::dup3(device, pipe, O_CLOEXEC), pipe);
+    ::close(device);
+    std::string bytes;
+    EXPECT_EQ(
+        Win32Text([&] { (void)runner.GetCharactersInPipe(); }),
+        "Failed to read test results -- PeekNamedPipe() failed.");
+    EXPECT_EQ(Win32Text([&] { runner.ReadFromPipe(bytes); }), "Failed to read test results -- PeekNamedPipe() failed.");
+    const int file = ::memfd_create("content", MFD_CLOEXEC);
+    ASSERT_EQ(::pwrite(file, "xyz", 3, 0), 3);
+    const int unreadable = ::open(("/proc/self/fd/" + std::to_string(file)).c_str(), O_WRONLY | O_CLOEXEC);
+    ASSERT_EQ(::dup3(unreadable, pipe, O_CLOEXEC), pipe);
+    ::close(unreadable);
+    ::close(file);
+    EXPECT_EQ(runner.GetCharactersInPipe(), 3U);
+    EXPECT_EQ(Win32Text([&] { runner.ReadFromPipe(bytes); }), "Failed to read test results -- ReadFile() failed.");
+    EXPECT_EQ(bytes, "");
+}
+
+TEST(ChildOfLinuxTest, AnArgumentOfAHundredThousandCharactersArrives)
+{
+    const std::vector<std::string> arguments =
+        Report(RunTool({L"--report", std::wstring(100'000, L'x')})).Texts("argument");
+    ASSERT_EQ(arguments.size(), 3U);
+    EXPECT_EQ(arguments[2], std::string(100'000, 'x'));
+}
+
+TEST(ChildOfLinuxTest, TheLogSaysWithWhatAStartFailed)
+{
+    const TestSupport::CapturedLog log;
+    ToolRunner noTool({});
+    noTool.program = L"bin\\nobody-has-this";
+    (void)Win32Text([&] { noTool.Start(); });
+    EXPECT_EQ(log.Count(Shared::Log::Level::Debug, "bin was not started because of its program: error code 2"), 1U);
+    ProcessDescription description;
+    description.executablePath = Contract::ProbeTool;
+    description.workingDirectory = L"no-such-folder";
+    Process noFolder(std::move(description));
+    (void)Win32Text([&] { noFolder.Start(); });
+    EXPECT_EQ(log.Count(Shared::Log::Level::Debug, "was not started because of its working directory"), 1U);
+}
+
+TEST(ChildOfLinuxTest, AJobTakesAChildInWhereDescriptorsCannotBeCompared)
+{
+    if (TestSupport::IsThreadSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer does not follow a copy of a process with threads";
+    }
+    EXPECT_TRUE(HoldsInACopy(
+        []
+        {
+            ProcessDescription description;
+            description.executablePath = Contract::ProbeTool;
+            description.commandLine = L"probe --hang";
+            description.creationFlags = Shared::Concurrency::Native::NoWindowFlag;
+            Process first(description);
+            Process second(description);
+            first.Start();
+            second.Start();
+            Shared::Concurrency::Job job;
+            job.Create(false);
+            job.SetInformation({Shared::Concurrency::JobLimits::KillOnJobClose});
+            if (!ForbidComparing())
+            {
+                return false;
+            }
+            job.AssignProcessToThisJob(first.GetProcessHandle());
+            job.Close();
+            return WaitFor(first.GetProcessHandle(), LimitMs) && !WaitFor(second.GetProcessHandle(), QuietMs);
+        }));
+}
+
+TEST(ChildOfLinuxTest, AStarterWithoutStandardStreamsHasToolsLikeAnyOther)
+{
+    if (TestSupport::IsAddressSanitized || TestSupport::IsThreadSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+    }
+    EXPECT_TRUE(HoldsInACopy(
+        []
+        {
+            for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            {
+                ::close(stream);
+            }
+            ToolRunner first({L"--print=3"});
+            first.Start();
+            ToolRunner second({L"--report"});
+            second.Start();
+            return ReadToEnd(first) == "012" && Report(ReadToEnd(second)).One("descriptors") == "0,1,2";
+        }));
+}
+
+TEST(ChildOfLinuxTest, WhatHidesWhoseItIsEndsWithTheRunnerAtTheLatest)
+{
+    for (const wchar_t* const how : {L"--spawn-fugitive", L"--leave-fugitive"})
+    {
+        ToolRunner runner({how});
+        runner.Start();
+        const std::uint32_t fugitive = NumberIn(ReadUntilNumber(runner, "grandchild"), "grandchild");
+        runner.Close();
+        EXPECT_TRUE(AwaitGone(fugitive));
     }
 }
 
@@ -371,6 +601,20 @@ TEST(ChildOfLinuxTest, WithoutDescriptorsThePipesCannotBeMade)
     EXPECT_EQ(first.GetState(), ProcessRunner::State::NotStarted);
 }
 
+TEST(ChildOfLinuxTest, WithoutDescriptorsThereIsNoJob)
+{
+    if (TestSupport::IsAddressSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer needs descriptors of its own";
+    }
+    std::string text;
+    {
+        const ScarceDescriptors scarce(1);
+        text = Win32Text([] { const ToolRunner runner({L"--exit=0"}); });
+    }
+    EXPECT_EQ(text, "CreateJobObjectW() failed");
+}
+
 // --- The process that keeps the children
 
 TEST(ChildKeeperTest, WhenItIsKilledItsToolsEndAndTheNextStartMakesAnother)
@@ -385,10 +629,17 @@ TEST(ChildKeeperTest, WhenItIsKilledItsToolsEndAndTheNextStartMakesAnother)
     EXPECT_TRUE(WaitFor(runner.GetProcessHandle(), LimitMs));
     EXPECT_EQ(runner.QueryExitCode(), 128U + SIGKILL);
     EXPECT_EQ(RunTool({L"--print=3"}), "012");
+    // Once nobody needs to know of its children any more, it is not left behind as a process that has ended.
+    runner.Close();
+    EXPECT_THAT(ChildrenOf(static_cast<std::uint32_t>(::getpid())), testing::Not(testing::Contains(keeper)));
 }
 
 TEST(ChildKeeperTest, ItHoldsNothingOfItsOwner)
 {
+    if (::geteuid() != 0)
+    {
+        GTEST_SKIP() << "only root can look into a keeper";
+    }
     const LeakyDescriptor leak;
     ToolRunner runner({L"--hang"});
     runner.Start();
@@ -401,7 +652,7 @@ TEST(ChildKeeperTest, ItHoldsNothingOfItsOwner)
         const std::string target = std::filesystem::read_symlink(entry.path()).string();
         EXPECT_TRUE(
             target == "/dev/null" || target.starts_with("socket:") || target.starts_with("anon_inode:") ||
-            target.starts_with("pipe:"))
+            target.starts_with("pipe:") || target.ends_with("/children"))
             << target;
         ofFiles += target == "/dev/null" ? 1U : 0U;
     }

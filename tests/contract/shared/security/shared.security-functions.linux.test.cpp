@@ -9,14 +9,22 @@
 #include "test.support-exceptions.hpp"
 #include "test.support-temporaryfolder.hpp"
 
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
+#include <utility>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -90,18 +98,101 @@ void ExpectCapabilities(const Report& report, const std::string& expected)
     }
 }
 
-/// The tool of an owner that is an ordinary user.
-std::string RunAsOrdinaryUser(std::vector<std::wstring> arguments)
+Win32Handle OrdinaryUsersToken()
 {
     Security::Identity identity;
     identity.changesUser = 1;
     identity.userId = OrdinaryUser;
     identity.groupId = OrdinaryUser;
-    ToolRunner owner(std::move(arguments), Win32Handle(Security::MakeToken(identity)));
+    return Win32Handle(Security::MakeToken(identity));
+}
+
+/// The tool of an owner, who is this process's own user if no token says otherwise.
+std::string RunByOwner(std::vector<std::wstring> arguments, Win32Handle token = {})
+{
+    ToolRunner owner(std::move(arguments), std::move(token));
     owner.program = Contract::OwnerTool;
     owner.Start();
     return Contract::ReadToEnd(owner);
 }
+
+/// The tool of an owner that is an ordinary user.
+std::string RunAsOrdinaryUser(std::vector<std::wstring> arguments)
+{
+    return RunByOwner(std::move(arguments), OrdinaryUsersToken());
+}
+
+/// Whoever owns what the kernel tells of a process to its owner alone.
+std::uint32_t OwnerOf(std::uint32_t process)
+{
+    struct stat status = {};
+    return ::stat(("/proc/" + std::to_string(process) + "/fd").c_str(), &status) == 0 ? status.st_uid : UINT32_MAX;
+}
+
+std::uint32_t ParentOf(std::uint32_t process)
+{
+    std::ifstream file("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(file, line);)
+    {
+        if (line.starts_with("PPid:"))
+        {
+            return static_cast<std::uint32_t>(std::stoul(line.substr(5)));
+        }
+    }
+    return 0;
+}
+
+/// The variables that a child may have, by docs/platform.md.
+bool IsListed(const std::string& entry)
+{
+    static const std::set<std::string> Names = {
+        "PATH",
+        "LANG",
+        "LANGUAGE",
+        "TZ",
+        "TERM",
+        "TMPDIR",
+        "http_proxy",
+        "https_proxy",
+        "all_proxy",
+        "no_proxy",
+        "HTTPS_PROXY",
+        "ALL_PROXY",
+        "NO_PROXY",
+        "SSL_CERT_FILE",
+        "SSL_CERT_DIR",
+        "STATE_DIRECTORY",
+        "RUNTIME_DIRECTORY"};
+    const std::string name = entry.substr(0, entry.find('='));
+    return Names.count(name) == 1 || name.starts_with("LC_");
+}
+
+/// Variables of this process for as long as this object lives, of which no child may hear.
+class Secrets
+{
+public:
+    Secrets()
+    {
+        for (const char* const name : Names)
+        {
+            ::setenv(name, "secret", 1);
+        }
+    }
+
+    Secrets(const Secrets&) = delete;
+    Secrets& operator=(const Secrets&) = delete;
+
+    ~Secrets()
+    {
+        for (const char* const name : Names)
+        {
+            ::unsetenv(name);
+        }
+    }
+
+private:
+    static constexpr std::array Names = {"VEL_SECRET", "AWS_SECRET_ACCESS_KEY", "LD_LIBRARY_PATHS", "CURL_HOME"};
+};
 
 } // namespace
 
@@ -134,6 +225,7 @@ TEST_F(ChildOfRootTest, AnotherToolIsTheServiceUserWithoutAnyCapability)
     EXPECT_EQ(report.One("user"), FourTimes(ServiceUser()));
     EXPECT_EQ(report.One("groups"), "");
     ExpectCapabilities(report, NoCapability);
+    EXPECT_EQ(report.One("capabilities.bounding"), NoCapability);
     EXPECT_EQ(report.One("no-new-privileges"), "1");
 }
 
@@ -159,6 +251,87 @@ TEST_F(ChildOfRootTest, HelpersWithSuchAnIdentityHaveNoCapability)
         ExpectCapabilities(report, NoCapability);
     }
     ExpectCapabilities(Report(RunTool({L"--report"}, Security::CreateAdminRestrictedToken())), NoCapability);
+}
+
+TEST_F(ChildOfRootTest, TheConnectorIsTheServiceUserOrRootWithoutRightsAndHasTheStopEventBesideItsStreams)
+{
+    for (const bool restricted : {false, true})
+    {
+        const Report report(RunByOwner({restricted ? L"--connector-restricted" : L"--connector", L"--report"}));
+        EXPECT_EQ(report.One("user"), FourTimes(restricted ? "0" : ServiceUser()));
+        EXPECT_EQ(report.One("group"), FourTimes(restricted ? "0" : ServiceUser()));
+        EXPECT_EQ(report.One("groups"), "");
+        ExpectCapabilities(report, NoCapability);
+        EXPECT_EQ(report.One("capabilities.bounding"), NoCapability);
+        EXPECT_EQ(report.One("no-new-privileges"), "1");
+        EXPECT_EQ(report.One("confined"), "0");
+        EXPECT_THAT(report.One("descriptors"), testing::MatchesRegex("0,1,2,[0-9]+"));
+    }
+}
+
+TEST_F(ChildOfRootTest, OfItsStartersEnvironmentNoChildHasMoreThanTheList)
+{
+    const Secrets secrets;
+    const auto environmentOf = [](Win32Handle token)
+    {
+        return Report(RunTool({L"--report"}, std::move(token))).Texts("environment");
+    };
+    // Who is another user is not told about this one.
+    EXPECT_THAT(environmentOf(Security::GetMtrChildProcessIdentity(false)), testing::Each(testing::Truly(IsListed)));
+    EXPECT_THAT(
+        environmentOf(Security::GetCurlTcPingChildProcessIdentity(false)), testing::Each(testing::Truly(IsListed)));
+    const auto isListedOrAboutTheUser = [](const std::string& entry)
+    {
+        return IsListed(entry) || entry.starts_with("HOME=") || entry.starts_with("USER=") ||
+            entry.starts_with("LOGNAME=") || entry.starts_with("XDG_RUNTIME_DIR=");
+    };
+    EXPECT_THAT(
+        environmentOf(Security::GetMtrChildProcessIdentity(true)),
+        testing::Each(testing::Truly(isListedOrAboutTheUser)));
+    EXPECT_THAT(
+        environmentOf(Security::GetCurlTcPingChildProcessIdentity(true)),
+        testing::Each(testing::Truly(isListedOrAboutTheUser)));
+}
+
+TEST_F(ChildOfRootTest, OnlyALowToolIsConfined)
+{
+    if (Security::GetLandlockVersion() == 0)
+    {
+        GTEST_SKIP() << "this kernel has no Landlock";
+    }
+    const auto isConfined = [](Win32Handle token)
+    {
+        return Report(RunTool({L"--report"}, std::move(token))).One("confined");
+    };
+    EXPECT_EQ(isConfined(Security::GetCurlTcPingChildProcessIdentity(true)), "1");
+    EXPECT_EQ(isConfined(Security::GetCurlTcPingChildProcessIdentity(false)), "0");
+    EXPECT_EQ(isConfined(Security::GetMtrChildProcessIdentity(true)), "0");
+    EXPECT_EQ(isConfined({}), "0");
+}
+
+TEST_F(ChildOfRootTest, WithoutDescriptorsThereIsNoToken)
+{
+    const auto textWith = [](rlim_t descriptors, auto function)
+    {
+        rlimit before = {};
+        ::getrlimit(RLIMIT_NOFILE, &before);
+        const rlimit scarce = {descriptors, before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &scarce);
+        std::string text = Win32Text(function);
+        ::setrlimit(RLIMIT_NOFILE, &before);
+        return text;
+    };
+    // What the system loads for the first failure of a process is there.
+    (void)Win32Text([] { throw Shared::Exception::Win32Exception("the first failure", EMFILE); });
+    const int next = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    ::close(next);
+    const auto first = static_cast<rlim_t>(next);
+    EXPECT_EQ(textWith(first, [] { (void)Security::CreateAdminRestrictedToken(); }), "OpenProcessToken() failed");
+    EXPECT_EQ(
+        textWith(first + 1, [] { (void)Security::CreateAdminRestrictedToken(); }), "CreateRestrictedToken() failed");
+    EXPECT_EQ(
+        textWith(first, [] { (void)Security::LogonService(Security::WellKnownAccount::NetworkService); }),
+        "LogonUserW() failed");
 }
 
 TEST_F(ChildOfRootTest, OnlyPathTestsCanOpenRawSockets)
@@ -272,11 +445,7 @@ TEST_F(ChildOfUserTest, ALowToolWritesNowhere)
 
 TEST_F(ChildOfUserTest, ItsToolsEndWhenItIsKilled)
 {
-    Security::Identity identity;
-    identity.changesUser = 1;
-    identity.userId = OrdinaryUser;
-    identity.groupId = OrdinaryUser;
-    ToolRunner owner({L"--plain-tool", L"--spawn-daemon"}, Win32Handle(Security::MakeToken(identity)));
+    ToolRunner owner({L"--plain-tool", L"--spawn-daemon"}, OrdinaryUsersToken());
     owner.program = Contract::OwnerTool;
     owner.Start();
     const std::string output = Contract::ReadUntilNumber(owner, "grandchild");
@@ -285,4 +454,14 @@ TEST_F(ChildOfUserTest, ItsToolsEndWhenItIsKilled)
     Contract::KillProcess(owner.GetProcessId());
     EXPECT_TRUE(Contract::AwaitGone(Contract::NumberIn(output, "child")));
     EXPECT_TRUE(Contract::AwaitGone(grandchild));
+}
+
+TEST_F(ChildOfUserTest, WhatItsKeeperRemembersOfItIsNobodysToSee)
+{
+    ToolRunner owner({L"--plain-tool", L"--hang"}, OrdinaryUsersToken());
+    owner.program = Contract::OwnerTool;
+    owner.Start();
+    const std::uint32_t tool = Contract::NumberIn(Contract::ReadUntilNumber(owner, "child"), "child");
+    EXPECT_EQ(OwnerOf(tool), OrdinaryUser);
+    EXPECT_EQ(OwnerOf(ParentOf(tool)), 0U);
 }
