@@ -1,6 +1,9 @@
 #include "shared.concurrency-overlappedblock.hpp"
 
+#include <algorithm>
 #include <atomic>
+#include <exception>
+#include <utility>
 
 namespace Shared::Concurrency
 {
@@ -21,14 +24,108 @@ void WriteWord(std::uintptr_t& word, std::uintptr_t value) noexcept
 
 } // namespace
 
-OverlappedBlock::OverlappedBlock() : m_event(false, true)
+OverlappedBlock::OverlappedBlock(std::shared_ptr<OverlappedSpare> spare) noexcept : m_spare(std::move(spare))
 {
-    m_system.event = m_event.GetHandle();
 }
 
-Event& OverlappedBlock::GetEvent() noexcept
+OverlappedBlock::~OverlappedBlock()
 {
+    if (m_spare == nullptr)
+    {
+        return;
+    }
+    m_spare->Give(std::move(m_buffer));
+    if (IsEventFree())
+    {
+        m_spare->GiveEvent(std::move(m_event));
+    }
+}
+
+const Event& OverlappedBlock::GetEvent()
+{
+    const std::scoped_lock hold(m_eventLock);
+    if (!m_event.HasHandle())
+    {
+        Event made = m_spare == nullptr ? Event() : m_spare->TakeEvent();
+        if (!made.HasHandle())
+        {
+            made = Event(false, true);
+        }
+        if (m_isSignalled)
+        {
+            made.Signal();
+            m_wasSignalledHere = true;
+        }
+        m_event = std::move(made);
+        m_system.event = m_event.GetHandle();
+    }
     return m_event;
+}
+
+void OverlappedBlock::Signal() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    if (!std::exchange(m_isSignalled, true) && m_event.HasHandle())
+    {
+        m_event.SignalNoThrow();
+        m_wasSignalledHere = true;
+    }
+}
+
+void OverlappedBlock::ExpectSignal() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    m_isExpected = true;
+}
+
+void OverlappedBlock::NoteSignal() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    m_isSignalled = true;
+    m_isNoted = true;
+}
+
+void OverlappedBlock::Reset()
+{
+    const std::scoped_lock hold(m_eventLock);
+    if (m_event.HasHandle())
+    {
+        m_event.Reset();
+        // From now on a signal that is there may be the kernel's or not.
+        m_wasSignalledHere = true;
+    }
+    m_isSignalled = false;
+}
+
+bool OverlappedBlock::IsEventFree() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    // Where the kernel was asked, its one signal must be the one that is there.
+    if (!m_event.HasHandle() || (m_isExpected && (!m_isNoted || m_wasSignalledHere)))
+    {
+        return false;
+    }
+    try
+    {
+        const bool isFree = !m_isExpected || m_event.WaitOnEvent(0, false);
+        m_event.Reset();
+        return isFree;
+    }
+    catch (const std::exception&)
+    {
+        return false;
+    }
+}
+
+bool OverlappedBlock::IsSignalled() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    return m_isSignalled;
+}
+
+bool OverlappedBlock::Wait(std::uint32_t timeoutMs)
+{
+    return IsSignalled() || GetEvent().WaitOnEvent(timeoutMs, true);
 }
 
 std::uint32_t OverlappedBlock::GetStatus() const noexcept
@@ -51,9 +148,16 @@ std::span<std::uint8_t> OverlappedBlock::GetTarget() noexcept
     return std::span(m_buffer).subspan(m_targetOffset);
 }
 
-void OverlappedBlock::SetTargetOffset(std::size_t offset) noexcept
+void OverlappedBlock::PrepareBuffer(std::span<const std::uint8_t> begun, std::size_t size)
 {
-    m_targetOffset = offset;
+    m_buffer.clear();
+    if (m_spare != nullptr && !begun.empty())
+    {
+        m_buffer = m_spare->Take(begun.size() + size);
+    }
+    m_buffer.resize(begun.size() + size);
+    std::ranges::copy(begun, m_buffer.begin());
+    m_targetOffset = begun.size();
 }
 
 bool OverlappedBlock::IsJoined() const noexcept
@@ -89,7 +193,12 @@ void OverlappedSource::BringUpToDate(OverlappedBlock& /*block*/) noexcept
 
 bool OverlappedSource::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
 {
-    return block.GetEvent().WaitOnEvent(timeoutMs, true);
+    return block.Wait(timeoutMs);
+}
+
+const std::shared_ptr<OverlappedSpare>& OverlappedSource::GetSpare() const noexcept
+{
+    return m_spare;
 }
 
 } // namespace Shared::Concurrency

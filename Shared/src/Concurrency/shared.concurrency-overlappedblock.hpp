@@ -1,10 +1,13 @@
 #pragma once
 
 #include "shared.concurrency-event.hpp"
+#include "shared.concurrency-overlappedspare.hpp"
 #include "shared.raii-nativehandle.hpp"
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <mutex>
 #include <span>
 #include <vector>
 
@@ -27,20 +30,36 @@ inline constexpr std::uint32_t PipeBroken = 0xC000014B;
 /// the event that it signals at the end, and the bytes that it reads or writes. Held by shared pointers, one of them by
 /// the pipe until the operation has ended, so that whoever started it may drop it at any time.
 ///
-/// While the operation is pending, GetStatus(), GetBytesTransferred() and waits on the event are allowed on any thread;
-/// the buffer is the system's. Once the status is no longer pending all of it belongs to the operation's owner. The event
-/// may be signalled a moment before the status says so: who sees it asks OverlappedSource::BringUpToDate().
+/// While the operation is pending, GetStatus(), GetBytesTransferred() and all about the event are allowed on any thread; the
+/// buffer is the system's. Once the status is no longer pending all of it belongs to the operation's owner. The event
+/// may be signalled a moment before the status says so, and then who sees it asks OverlappedSource::BringUpToDate(); or a
+/// moment after somebody else has seen the status.
 class OverlappedBlock
 {
 public:
-    /// All zero, which is the status of success; the event is unnamed, manual-reset, not inheritable and not signalled.
-    /// Throws Win32Exception "Failed to create or open event".
-    OverlappedBlock();
+    /// All zero, which is the status of success, and not signalled.
+    /// @param spare where the event, and the buffer when it is a long one, come from and go to; may be null.
+    explicit OverlappedBlock(std::shared_ptr<OverlappedSpare> spare = nullptr) noexcept;
     OverlappedBlock(const OverlappedBlock&) = delete;
     OverlappedBlock& operator=(const OverlappedBlock&) = delete;
-    ~OverlappedBlock() = default;
+    ~OverlappedBlock();
 
-    Event& GetEvent() noexcept;
+    /// The event to wait on: unnamed, manual-reset, not inheritable. Made by the system when it is asked for first, as most
+    /// writes end without anybody waiting. Throws Win32Exception "Failed to create or open event".
+    const Event& GetEvent();
+    /// Signals the event, also for who asks for it later. Only the first call does anything until it is reset.
+    void Signal() noexcept;
+    /// The kernel was asked to signal the event: once, now or later, perhaps long after this block.
+    void ExpectSignal() noexcept;
+    /// As Signal(), for what the kernel was asked for and is sure to do at the same time.
+    void NoteSignal() noexcept;
+    /// Throws Win32Exception "ResetEvent() failed".
+    void Reset();
+    /// Whether Signal() or NoteSignal() was called, and no Reset() since.
+    bool IsSignalled() noexcept;
+    /// Whether the event is signalled, or becomes so within `timeoutMs` milliseconds. Throws what Event::WaitOnEvent()
+    /// throws.
+    bool Wait(std::uint32_t timeoutMs);
     /// The NT status of the request, which is the first word of the block.
     std::uint32_t GetStatus() const noexcept;
     /// The second word: how many bytes were read or written.
@@ -48,13 +67,15 @@ public:
     std::vector<std::uint8_t>& GetBuffer() noexcept;
     /// The part of the buffer that the operation moves: all of it, or what lies behind bytes that were there before.
     std::span<std::uint8_t> GetTarget() noexcept;
-    void SetTargetOffset(std::size_t offset) noexcept;
+    /// Makes the buffer `begun` and room for `size` bytes behind it, which are the target and zeros, unless something has
+    /// begun: then they mean nothing before they were read.
+    void PrepareBuffer(std::span<const std::uint8_t> begun, std::size_t size);
 
     /// Whether the buffer holds a whole message that was put together from several reads.
     bool IsJoined() const noexcept;
     void SetJoined() noexcept;
 
-    /// The block as the system calls of Windows take it, an OVERLAPPED. Never null.
+    /// The block as the system calls of Windows take it, an OVERLAPPED, with the event if that was asked for. Never null.
     void* GetSystemBlock() noexcept;
 
     /// For a body that does itself what the kernel does elsewhere: the operation is under way.
@@ -73,8 +94,19 @@ private:
         Raii::RawHandle event;
     };
 
+    /// Whether nobody will signal the event any more; if so, it is not signalled afterwards.
+    bool IsEventFree() noexcept;
+
     mutable SystemBlock m_system{};
+    std::mutex m_eventLock;
+    // The five below are under m_eventLock; there may be no event yet.
     Event m_event;
+    bool m_isSignalled = false;
+    bool m_isExpected = false;
+    bool m_isNoted = false;
+    /// Whether Signal() signalled the event itself.
+    bool m_wasSignalledHere = false;
+    std::shared_ptr<OverlappedSpare> m_spare;
     std::vector<std::uint8_t> m_buffer;
     std::size_t m_targetOffset = 0;
     bool m_isJoined = false;
@@ -103,6 +135,12 @@ public:
     /// Waits until the block's event is signalled, and does for the pending operation meanwhile what there is to do. True
     /// when it is, false at the time-out. Throws what Event::WaitOnEvent() throws.
     virtual bool AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs);
+
+    /// For the blocks of its operations. Never null.
+    const std::shared_ptr<OverlappedSpare>& GetSpare() const noexcept;
+
+private:
+    std::shared_ptr<OverlappedSpare> m_spare = std::make_shared<OverlappedSpare>();
 };
 
 } // namespace Shared::Concurrency

@@ -35,11 +35,7 @@ const std::vector<std::uint8_t>& OverlappedIo::GetBuffer() const
 
 void OverlappedIo::PrepareBuffer(std::span<const std::uint8_t> begun, std::size_t size)
 {
-    std::vector<std::uint8_t>& buffer = GetBuffer();
-    buffer.reserve(begun.size() + size);
-    buffer.assign(begun.begin(), begun.end());
-    buffer.resize(begun.size() + size);
-    GetOverlapped()->SetTargetOffset(begun.size());
+    GetOverlapped()->PrepareBuffer(begun, size);
 }
 
 void OverlappedIo::ResizeBuffer()

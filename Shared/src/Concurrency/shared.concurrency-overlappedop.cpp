@@ -54,7 +54,9 @@ OverlappedOp::OverlappedOp() : m_block(std::make_shared<OverlappedBlock>())
 }
 
 OverlappedOp::OverlappedOp(const std::shared_ptr<OverlappedSource>& source)
-    : m_block(std::make_shared<OverlappedBlock>()), m_sourceHandle(source->GetSourceHandle()), m_source(source)
+    : m_block(std::make_shared<OverlappedBlock>(source->GetSpare())),
+      m_sourceHandle(source->GetSourceHandle()),
+      m_source(source)
 {
 }
 
@@ -102,8 +104,7 @@ bool OverlappedOp::WaitForCompletion(std::uint32_t timeoutMs)
 {
     OverlappedBlock& block = *Require(m_block, NoBlockText);
     const std::shared_ptr<OverlappedSource> source = block.GetStatus() == NtStatus::Pending ? m_source.lock() : nullptr;
-    const bool isSignalled =
-        source != nullptr ? source->AwaitEnd(block, timeoutMs) : block.GetEvent().WaitOnEvent(timeoutMs, true);
+    const bool isSignalled = source != nullptr ? source->AwaitEnd(block, timeoutMs) : block.Wait(timeoutMs);
     if (!isSignalled)
     {
         return false;
@@ -170,14 +171,14 @@ bool OverlappedOp::IsPartial() const
 
 void OverlappedOp::SetSignalled(bool signalled)
 {
-    Event& event = Require(m_block, NoEventText)->GetEvent();
+    OverlappedBlock& block = *Require(m_block, NoEventText);
     if (signalled)
     {
-        event.Signal();
+        block.Signal();
     }
     else
     {
-        event.Reset();
+        block.Reset();
     }
 }
 

@@ -20,7 +20,7 @@ namespace Shared::Concurrency
 class OverlappedOp
 {
 public:
-    /// An operation on nothing: not pending, status 0. Throws Win32Exception "Failed to create or open event".
+    /// An operation on nothing: not pending, status 0, not signalled.
     OverlappedOp();
     /// An operation that is about to be started on `source`, which is not null. Only known of it: it may go away first.
     explicit OverlappedOp(const std::shared_ptr<OverlappedSource>& source);
@@ -39,7 +39,8 @@ public:
     /// @param timeoutMs milliseconds of the agent's clock, Shared::Time::Infinite for none.
     /// Throws the runtime exception "IoOverlapped is null", what Event::WaitOnEvent() and the hook throw.
     virtual bool WaitForCompletion(std::uint32_t timeoutMs);
-    /// The event's handle, still owned here. Throws the runtime exception "Event is null".
+    /// The event's handle, still owned here. Throws the runtime exception "Event is null", Win32Exception "Failed to create
+    /// or open event".
     virtual Raii::RawHandle GetWaitableHandle() const;
     /// Never null. Throws the runtime exception "IoOverlapped is null".
     virtual OverlappedBlock* GetOverlapped() const;
@@ -59,7 +60,7 @@ public:
     /// null".
     virtual bool IsPartial() const;
     /// Signals the completion event or resets it; the operation itself does not notice. Throws the runtime exception
-    /// "Event is null", and what Event throws.
+    /// "Event is null", and what OverlappedBlock::Reset() throws.
     virtual void SetSignalled(bool signalled);
     /// What the system said when the operation was started: 0, 997 (pending) or an error code.
     virtual void SetStartResult(std::uint32_t code) noexcept;

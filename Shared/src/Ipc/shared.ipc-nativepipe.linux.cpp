@@ -164,7 +164,7 @@ public:
             m_connects.erase(found);
             ended->Finish(status, 0);
         }
-        ended->GetEvent().SignalNoThrow();
+        ended->Signal();
         return true;
     }
 

@@ -135,6 +135,9 @@ private:
     std::uint32_t Start(const BlockPointer& block, Call call)
     {
         ForgetEnded();
+        // For the block: the system signals it.
+        (void)block->GetEvent();
+        block->ExpectSignal();
         // Before the system has it, as there may be no memory for it afterwards.
         m_running.push_back(block);
         ::SetLastError(ERROR_SUCCESS);

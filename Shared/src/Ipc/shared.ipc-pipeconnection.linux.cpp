@@ -61,11 +61,6 @@ void EnlargeBuffer(int descriptor) noexcept
     (void)::setsockopt(descriptor, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
 }
 
-void Signal(const BlockPointer& block) noexcept
-{
-    block->GetEvent().SignalNoThrow();
-}
-
 /// A time limit, and what is left of it as the kernel takes it.
 class RealDeadline
 {
@@ -183,7 +178,7 @@ std::uint32_t PipeConnection::StartRead(const BlockPointer& block)
     {
         return Platform::ErrorCode::BrokenPipe;
     }
-    Signal(block);
+    block->Signal();
     return *outcome == NtStatus::Success ? Platform::ErrorCode::Success : Platform::ErrorCode::MoreData;
 }
 
@@ -219,7 +214,7 @@ std::uint32_t PipeConnection::StartWrite(const BlockPointer& block)
     switch (*outcome)
     {
     case NtStatus::Success:
-        Signal(block);
+        block->Signal();
         return Platform::ErrorCode::Success;
     case NtStatus::InsufficientResources:
         return Platform::ErrorCode::NoSystemResources;
@@ -262,7 +257,7 @@ void PipeConnection::BringUpToDate() noexcept
         {
             return;
         }
-        Signal(ended);
+        ended->Signal();
     }
 }
 
@@ -272,7 +267,7 @@ bool PipeConnection::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
     const Awaiting awaiting(*this, block);
     if (awaiting.GetDirection() == Readiness::Nothing)
     {
-        return block.GetEvent().WaitOnEvent(timeoutMs, true);
+        return block.Wait(timeoutMs);
     }
     RealDeadline deadline(timeoutMs);
     const bool isRead = awaiting.GetDirection() == Readiness::Readable;
@@ -291,8 +286,11 @@ bool PipeConnection::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
         {
             return false;
         }
-        // Whoever ends the operation signals its event, which the next look then finds.
         BringUpToDate();
+        if (block.IsSignalled())
+        {
+            return true;
+        }
     }
 }
 
@@ -306,7 +304,7 @@ bool PipeConnection::Cancel(const OverlappedBlock& block) noexcept
     }
     if (taken != nullptr)
     {
-        Signal(taken);
+        taken->Signal();
     }
     return taken != nullptr;
 }
@@ -426,7 +424,7 @@ PipeConnection::Outcome PipeConnection::GoOn(Write& write) noexcept
 {
     while (!write.hasBegun || write.done < write.bytes.size())
     {
-        const std::ptrdiff_t sent = SendPart(write.bytes.subspan(write.done));
+        const std::ptrdiff_t sent = SendPart(write);
         if (sent >= 0)
         {
             write.hasBegun = true;
@@ -442,12 +440,17 @@ PipeConnection::Outcome PipeConnection::GoOn(Write& write) noexcept
     return NtStatus::Success;
 }
 
-std::ptrdiff_t PipeConnection::SendPart(std::span<const std::uint8_t> left) noexcept
+std::ptrdiff_t PipeConnection::SendPart(const Write& write) noexcept
 {
+    const std::span<const std::uint8_t> left = write.bytes.subspan(write.done);
+    // A long message begins with a small part: the reader does not know yet how much room it needs, and has to move what it
+    // had none for.
+    const bool isFirstOfMany = !write.hasBegun && left.size() > m_largestPart;
     const Frames::Header header = Frames::EncodeHeader(static_cast<std::uint32_t>(left.size()));
     while (true)
     {
-        const std::span<const std::uint8_t> part = left.first(std::min(left.size(), m_largestPart));
+        const std::span<const std::uint8_t> part =
+            left.first(std::min(left.size(), isFirstOfMany ? Frames::SmallestPart : m_largestPart));
         std::array<iovec, 2> vectors = {ToVector(header), ToVector(part)};
         msghdr message = {};
         message.msg_iov = vectors.data();
@@ -480,6 +483,10 @@ BlockPointer PipeConnection::EndFirstRead() noexcept
         return nullptr;
     }
     read.block->Finish(*outcome, read.done);
+    if (read.isToldByKernel)
+    {
+        read.block->NoteSignal();
+    }
     BlockPointer block = std::move(read.block);
     m_reads.pop_front();
     return block;
@@ -581,7 +588,7 @@ void PipeConnection::TakeOutAll(std::uint32_t status) noexcept
         {
             return;
         }
-        Signal(taken);
+        taken->Signal();
     }
 }
 
@@ -614,8 +621,19 @@ void PipeConnection::AskKernel(Read& read) noexcept
     // Only where readable means that the read can be ended: it is the only one, and its first packet is enough.
     if (m_reads.size() == 1 && !m_incoming.IsInMessage() && read.block->GetTarget().size() <= Frames::SmallestPart)
     {
-        const int event = Raii::Native::DescriptorOf(read.block->GetEvent().GetHandle());
-        read.isToldByKernel = Concurrency::SignalWhenReadable(m_descriptor, event);
+        try
+        {
+            const int event = Raii::Native::DescriptorOf(read.block->GetEvent().GetHandle());
+            read.isToldByKernel = Concurrency::SignalWhenReadable(m_descriptor, event);
+            if (read.isToldByKernel)
+            {
+                read.block->ExpectSignal();
+            }
+        }
+        catch (const std::exception&)
+        {
+            // No event is to be had now; whoever asks for one later is told so, or waits for the completion thread.
+        }
     }
 }
 

@@ -100,7 +100,7 @@ private:
     Outcome GoOn(Read& read) noexcept;
     Outcome GoOn(Write& write) noexcept;
     /// How many bytes went, or -1 with errno.
-    std::ptrdiff_t SendPart(std::span<const std::uint8_t> left) noexcept;
+    std::ptrdiff_t SendPart(const Write& write) noexcept;
     /// Ends the first read, or the first write, if it need not wait; its block, or null.
     BlockPointer EndFirstRead() noexcept;
     BlockPointer EndFirstWrite() noexcept;

@@ -45,7 +45,7 @@ OverlappedIo ReadRest(AsyncMessageBasedNamedPipe& pipe, const OverlappedIo& oper
 
 } // namespace
 
-std::vector<std::uint8_t> CompleteRead(AsyncMessageBasedNamedPipe& pipe, OverlappedIo& operation)
+const std::vector<std::uint8_t>& CompleteRead(AsyncMessageBasedNamedPipe& pipe, OverlappedIo& operation)
 {
     if (operation.IsJoined())
     {
@@ -63,6 +63,11 @@ std::vector<std::uint8_t> CompleteRead(AsyncMessageBasedNamedPipe& pipe, Overlap
     {
         operation.ResizeBuffer();
         return operation.GetBuffer();
+    }
+    if (!operation.IsPartial())
+    {
+        // It still runs: its buffer is the system's.
+        throw Exception::RuntimeException("Operation is not successful");
     }
     for (bool isWhole = false; !isWhole;)
     {

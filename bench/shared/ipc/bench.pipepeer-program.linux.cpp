@@ -34,7 +34,9 @@ Shared::Ipc::AsyncMessageBasedNamedPipeClient OpenPipe(const char* name)
     PipeTalker talker(pipe);
     while (true)
     {
-        (void)talker.Send(talker.Receive());
+        std::vector<std::uint8_t> message;
+        talker.Receive([&](std::vector<std::uint8_t>& received) { message = std::move(received); });
+        (void)talker.Send(std::move(message));
     }
 }
 
@@ -46,7 +48,7 @@ Shared::Ipc::AsyncMessageBasedNamedPipeClient OpenPipe(const char* name)
     {
         for (int i = 0; i < count; ++i)
         {
-            (void)talker.Receive();
+            talker.Receive([](const std::vector<std::uint8_t>&) {});
         }
         (void)talker.Send({});
     }

@@ -49,13 +49,15 @@ public:
         return std::move(write.GetBuffer());
     }
 
-    std::vector<std::uint8_t> Receive()
+    /// Calls `use` with the next message, which it may take away.
+    template <typename Use>
+    void Receive(Use use)
     {
         const std::vector<Shared::Raii::RawHandle> handles = {m_read.GetWaitableHandle()};
         (void)Shared::Concurrency::WaitFor(handles, false, Shared::Time::Infinite);
-        std::vector<std::uint8_t> message = Shared::Ipc::CompleteRead(e_pipe, m_read);
+        (void)Shared::Ipc::CompleteRead(e_pipe, m_read);
+        use(m_read.GetBuffer());
         m_read = e_pipe.Read();
-        return message;
     }
 
 private:

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include <google/protobuf/stubs/logging.h>
 #include <lz4frame.h>
 
 #include "shared.exception-exceptions.hpp"
@@ -55,8 +56,11 @@ void CheckInbound(const std::vector<std::uint8_t>& bytes)
         Require((inbound.DeliveryFailed != 0) == (message.status() != 0));
         Require(!isAcknowledgement || (inbound.Flags == 1 && inbound.DeliveryFailed == 0));
     }
-    catch (const Shared::Exception::RuntimeException&)
+    catch (const Shared::Exception::RuntimeException& exception)
     {
+        Require(std::string_view(exception.what()).ends_with("Failed to decode VelRouter::V4_Message."));
+        VelRouter::V4_Message bare;
+        Require(!bare.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())));
     }
 }
 
@@ -90,6 +94,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     // Each message would be a line of the log.
     spdlog::set_level(spdlog::level::off);
+    static const google::protobuf::LogSilencer s_silence;
     const std::string text(reinterpret_cast<const char*>(data), size);
     CheckInbound(ToBytes(text));
     CheckOutbound(text);

@@ -4,6 +4,7 @@
 #include "shared.ipc-pipeioexception.hpp"
 #include "shared.util-functions.hpp"
 #include "test.support-eventnames.hpp"
+#include "test.support-exceptions.hpp"
 #include "test.support-time.hpp"
 
 #include <string>
@@ -104,6 +105,47 @@ TEST_F(CompleteReadTest, AMessageFarLargerThanAnyBufferComesWholeBothWays)
     EXPECT_TRUE(Send(m_server, message));
     EXPECT_TRUE(Receive(m_server) == message);
     other.join();
+}
+
+TEST_F(CompleteReadTest, WhatItGivesIsTheBufferOfTheOperation)
+{
+    for (const std::size_t size : {std::size_t{3}, std::size_t{100'000}})
+    {
+        OverlappedIo write = m_client.Write(MakeMessage(size));
+        OverlappedIo read = m_server.Read();
+        ASSERT_TRUE(read.WaitForCompletion(LimitMs));
+        const Bytes& message = CompleteRead(m_server, read);
+        EXPECT_EQ(&message, &read.GetBuffer());
+        EXPECT_EQ(message, MakeMessage(size));
+        EXPECT_TRUE(write.WaitForCompletion(LimitMs));
+    }
+}
+
+TEST_F(CompleteReadTest, TheMemoryOfALongMessageServesTheNextOfAnyLength)
+{
+    const std::uint8_t* place = nullptr;
+    OverlappedIo read;
+    for (const std::uint32_t size : {1'000'000U, 1'000'000U, 70'000U, 900'000U, 6'000U, 1'000'000U})
+    {
+        OverlappedIo write = m_client.Write(MakeMessage(size, size));
+        read = m_server.Read();
+        ASSERT_TRUE(read.WaitForCompletion(LimitMs));
+        const Bytes& message = CompleteRead(m_server, read);
+        EXPECT_EQ(message, MakeMessage(size, size));
+        place = place == nullptr ? message.data() : place;
+        EXPECT_EQ(message.data() == place, size >= Shared::Concurrency::OverlappedSpare::Smallest) << size;
+        EXPECT_TRUE(write.WaitForCompletion(LimitMs));
+    }
+}
+
+TEST_F(CompleteReadTest, AReadThatHasNotEndedIsLeftAloneAndTold)
+{
+    OverlappedIo read = m_server.Read();
+    read.SetSignalled(true);
+    EXPECT_EQ(TestSupport::RuntimeText([&] { (void)CompleteRead(m_server, read); }), "Operation is not successful");
+    read.SetSignalled(false);
+    EXPECT_TRUE(Send(m_client, ToBytes("late")));
+    EXPECT_EQ(Finish(m_server, read), ToBytes("late"));
 }
 
 TEST_F(CompleteReadTest, AFailedReadThrowsWithItsNumbersAndItsStatus)

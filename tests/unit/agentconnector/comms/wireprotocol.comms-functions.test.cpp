@@ -7,9 +7,12 @@
 #include "test.support-capturedlog.hpp"
 #include "test.support-exceptions.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,6 +21,7 @@
 #include <comms_protocol.pb.h>
 #include <component.pb.h>
 #include <config_mgr.pb.h>
+#include <google/protobuf/stubs/logging.h>
 #include <msg_ids.pb.h>
 
 namespace
@@ -34,6 +38,21 @@ VelRouter::V4_Message Parsed(const std::vector<std::uint8_t>& bytes)
     VelRouter::V4_Message message;
     EXPECT_TRUE(message.ParseFromArray(bytes.data(), static_cast<int>(bytes.size())));
     return message;
+}
+
+/// Whether it is no message; told in the one way.
+bool IsRefused(const std::vector<std::uint8_t>& frame)
+{
+    try
+    {
+        (void)DecodeRouterMessage(frame);
+        return false;
+    }
+    catch (const Shared::Exception::RuntimeException& exception)
+    {
+        EXPECT_TRUE(std::string_view(exception.what()).ends_with("Failed to decode VelRouter::V4_Message."));
+        return true;
+    }
 }
 
 std::vector<std::uint8_t> BytesOf(const VelRouter::V4_Message& message)
@@ -142,6 +161,83 @@ TEST(DecodeRouterMessageTest, RefusesWhatIsNone)
             TestSupport::RuntimeText([&] { (void)DecodeRouterMessage(bytes); }),
             "Failed to decode VelRouter::V4_Message.");
     }
+}
+
+TEST(DecodeRouterMessageTest, RefusesAFrameThatIsCutAnywhere)
+{
+    VelRouter::V4_Message message;
+    message.set_payload(std::string(300, 'x'));
+    const std::vector<std::uint8_t> whole = BytesOf(message);
+    for (std::size_t size = 1; size < whole.size(); ++size)
+    {
+        EXPECT_TRUE(IsRefused({whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)})) << size;
+    }
+    EXPECT_FALSE(IsRefused(whole));
+}
+
+TEST(DecodeRouterMessageTest, RefusesAFrameThatPromisesMoreThanItHas)
+{
+    // The payload's tag, a length of 2 GiB less one, of 4 GiB less one and of more than 64 bits, and a few bytes.
+    for (const std::vector<std::uint8_t>& length :
+         {std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF, 0x07},
+          std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF, 0x0F}, std::vector<std::uint8_t>(11, std::uint8_t{0xFF})})
+    {
+        std::vector<std::uint8_t> frame = {0x42};
+        frame.insert(frame.end(), length.begin(), length.end());
+        frame.insert(frame.end(), 100, std::uint8_t{'x'});
+        EXPECT_TRUE(IsRefused(frame));
+    }
+}
+
+TEST(DecodeRouterMessageTest, ReadsAPayloadOfManyMegabytes)
+{
+    VelRouter::V4_Message message;
+    message.set_payload(std::string(std::size_t{64} * 1024 * 1024, 'x'));
+    EXPECT_EQ(DecodeRouterMessage(BytesOf(message)).payload().size(), message.payload().size());
+}
+
+TEST(DecodeRouterMessageTest, RandomBytesAreRefusedOrMeanTheSameWhenTheyAreWrittenAgain)
+{
+    const google::protobuf::LogSilencer silence;
+    std::uint32_t state = 1;
+    const auto next = [&state]
+    {
+        state = state * 1664525U + 1013904223U;
+        return static_cast<std::uint8_t>(state >> 24);
+    };
+    int refused = 0;
+    int read = 0;
+    for (int i = 0; i < 20'000; ++i)
+    {
+        std::vector<std::uint8_t> frame(next() % 24U);
+        std::generate(frame.begin(), frame.end(), next);
+        if (IsRefused(frame))
+        {
+            ++refused;
+            continue;
+        }
+        ++read;
+        const VelRouter::V4_Message message = DecodeRouterMessage(frame);
+        EXPECT_EQ(DecodeRouterMessage(BytesOf(message)).SerializeAsString(), message.SerializeAsString());
+    }
+    EXPECT_GT(refused, 1000);
+    EXPECT_GT(read, 1000);
+}
+
+TEST(DecodeRouterMessageTest, AMessageOfAnotherTypeIsReadByTheNumbersOfItsFields)
+{
+    ConfigGet2Request request;
+    request.set_uuid("ffffffff-ffff-ffff-ffff-ffffffffffff");
+    request.add_trees("/config/tests");
+    request.set_include_hashes(true);
+    request.set_account(7);
+    const std::string text = request.SerializeAsString();
+    const VelRouter::V4_Message message = DecodeRouterMessage({text.begin(), text.end()});
+    EXPECT_EQ(message.seq_num(), 0U) << "a text is no number";
+    EXPECT_EQ(message.src_comp(), 0U);
+    EXPECT_EQ(message.dst_comp(), 1U) << "a truth value is one";
+    EXPECT_EQ(message.src_ep(), "") << "and a number is no text";
+    EXPECT_EQ(message.payload(), "");
 }
 
 TEST(DecodeRouterMessageTest, LeavesACompressedPayloadAsItIs)

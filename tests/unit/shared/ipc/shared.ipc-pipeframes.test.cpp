@@ -1,6 +1,7 @@
 #include "shared.ipc-pipeframes.hpp"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <numeric>
 #include <optional>
@@ -131,6 +132,22 @@ TEST(MessageReaderTest, ALongMessageGoesOverSeveralPackets)
     ASSERT_EQ(Bring(reader, Packet(1, {message.back()}), rest(message.size() - 1)), 1U);
     EXPECT_TRUE(reader.IsAtEnd());
     EXPECT_EQ(whole, message);
+}
+
+TEST(MessageReaderTest, AMillionTinyMessagesGoThroughTheSameMemory)
+{
+    MessageReader reader;
+    const Bytes packet = Packet(1, {5});
+    const std::uint8_t* const place = reader.Prepare({}).kept.data();
+    for (int i = 0; i < 1'000'000; ++i)
+    {
+        ASSERT_EQ(Bring(reader, packet), 0U);
+        std::array<std::uint8_t, 2> taken{};
+        ASSERT_EQ(reader.Take(taken), 1U);
+        ASSERT_TRUE(reader.IsAtEnd());
+        reader.FinishMessage();
+    }
+    EXPECT_EQ(reader.Prepare({}).kept.data(), place);
 }
 
 TEST(MessageReaderTest, WhatWasTakenCanBePutBack)
