@@ -83,6 +83,11 @@ void OverlappedBlock::NoteSignal() noexcept
     const std::scoped_lock hold(m_eventLock);
     m_isSignalled = true;
     m_isNoted = true;
+    if (m_event.HasHandle() && !IsEventSignalled())
+    {
+        m_event.SignalNoThrow();
+        m_wasSignalledHere = true;
+    }
 }
 
 void OverlappedBlock::Reset()
@@ -107,9 +112,21 @@ bool OverlappedBlock::IsEventFree() noexcept
     }
     try
     {
-        const bool isFree = !m_isExpected || m_event.WaitOnEvent(0, false);
+        const bool isFree = !m_isExpected || IsEventSignalled();
         m_event.Reset();
         return isFree;
+    }
+    catch (const std::exception&)
+    {
+        return false;
+    }
+}
+
+bool OverlappedBlock::IsEventSignalled() const noexcept
+{
+    try
+    {
+        return m_event.WaitOnEvent(0, false);
     }
     catch (const std::exception&)
     {

@@ -51,7 +51,8 @@ public:
     void Signal() noexcept;
     /// The kernel was asked to signal the event: once, now or later, perhaps long after this block.
     void ExpectSignal() noexcept;
-    /// As Signal(), for what the kernel was asked for and is sure to do at the same time.
+    /// As Signal(), for what the kernel was asked for. It mostly has signalled the event by now; where it has not, this does,
+    /// as the kernel may look once more before it signals, find nothing left to read, and keep silent.
     void NoteSignal() noexcept;
     /// Throws Win32Exception "ResetEvent() failed".
     void Reset();
@@ -96,6 +97,8 @@ private:
 
     /// Whether nobody will signal the event any more; if so, it is not signalled afterwards.
     bool IsEventFree() noexcept;
+    /// Under m_eventLock, with an event.
+    bool IsEventSignalled() const noexcept;
 
     mutable SystemBlock m_system{};
     std::mutex m_eventLock;

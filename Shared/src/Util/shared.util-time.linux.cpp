@@ -1,6 +1,7 @@
 #include "shared.util-time.hpp"
 
 #include <algorithm>
+#include <mutex>
 
 #include <time.h>
 
@@ -15,6 +16,9 @@ std::int32_t GetTimeZoneBiasMinutes() noexcept
     constexpr ::time_t week = 7 * 24 * 3600;
     constexpr int weeksOfAYear = 53;
 
+    // Not every C library guards its zone against a tzset() on another thread.
+    static std::mutex s_zoneLock;
+    const std::scoped_lock hold(s_zoneLock);
     ::tzset();
     ::time_t when = static_cast<::time_t>(Time::EpochSeconds());
     ::tm now{};

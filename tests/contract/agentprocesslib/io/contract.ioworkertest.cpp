@@ -44,9 +44,22 @@ void IOWorkerTest::SetDelays(std::uint32_t first, std::uint32_t longest)
     WinReg::SetDwordValue(WinReg::Root::LocalMachine, Config, L"MaximumRetryDelaySeconds", longest);
 }
 
-void IOWorkerTest::StopListening()
+void IOWorkerTest::KeepTroubleAlone()
 {
-    Shared::Log::Detail::GetDefaultLogger()->set_level(spdlog::level::off);
+    Shared::Log::Detail::GetDefaultLogger()->set_level(spdlog::level::warn);
+}
+
+std::string IOWorkerTest::Trouble() const
+{
+    std::string text;
+    for (const TestSupport::CapturedLog::Line& line : m_log.Lines())
+    {
+        if (line.level == Level::Warning || line.level == Level::Error)
+        {
+            text += "\n" + line.text;
+        }
+    }
+    return text;
 }
 
 void IOWorkerTest::Prepare(const std::wstring& mode)

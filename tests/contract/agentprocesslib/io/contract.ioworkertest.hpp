@@ -36,8 +36,10 @@ protected:
     /// The delay after each failure, in seconds: the first one, which doubles up to the longest. The process reads it once,
     /// at its first failure, so each test needs a process of its own.
     static void SetDelays(std::uint32_t first, std::uint32_t longest);
-    /// From now on no line is kept, so that the test's own log does not grow.
-    static void StopListening();
+    /// From now on only warnings and errors are kept, so that the test's own log does not grow.
+    static void KeepTroubleAlone();
+    /// The lines of warnings and errors so far, for a failure's message.
+    std::string Trouble() const;
 
     void Prepare(const std::wstring& mode);
     /// Prepare(), and the thread.

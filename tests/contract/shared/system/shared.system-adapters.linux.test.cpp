@@ -87,7 +87,9 @@ TEST_F(AdaptersOfALaboratoryNetworkTest, AddressesHaveTheirPrefix)
 {
     if (LayOut(
             {"ip link add vel0 type veth peer name vel1", "ip address add 10.9.8.7/20 dev vel0",
-             "ip address add 10.9.9.1/32 dev vel0", "ip link set vel0 up", "ip link set vel1 up"}))
+             "ip address add 10.9.9.1/32 dev vel0", "ip link set vel0 up", "ip link set vel1 up",
+             // The kernel tells the state of a link a moment later.
+             "timeout 20 sh -c 'until ip link show vel0 | grep -q state.UP; do sleep 0.01; done'"}))
     {
         const auto& addresses = Named("vel0").unicastAddresses;
         ASSERT_GE(addresses.size(), 2U);
