@@ -16,6 +16,7 @@
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-configuration.hpp"
 #include "shared.log-functions.hpp"
+#include "shared.protobuf-functions.hpp"
 #include "shared.system-exitcode.hpp"
 #include "shared.system-osversion.hpp"
 #include "shared.time-clock.hpp"
@@ -246,6 +247,7 @@ void InitialiseProcess(
     appState.settings = Settings::LoadAppSettings(MakeKey());
     appState.debugMode = IsDebugRequested(argc, argv);
     ConfigureLogger(appState.settings, appState.debugMode);
+    Shared::Protobuf::LogLibraryMessages();
     Shared::Log::Info("This agent is version {}", Shared::Util::ConvertStringType(appState.settings.installedVersion));
     Settings::SetStatus(
         Settings::GetUserSelectionEnabled() ? Settings::AgentStatus::Enabled : Settings::AgentStatus::Disabled, false);

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 #include <google/protobuf/message.h>
+#include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/util/json_util.h>
 
 #include "shared.exception-exceptions.hpp"
@@ -18,6 +19,11 @@ namespace
 std::string_view Text(const google::protobuf::util::Status& status)
 {
     return {status.message().data(), status.message().size()};
+}
+
+void PassOn(google::protobuf::LogLevel /*level*/, const char* /*file*/, int /*line*/, const std::string& text)
+{
+    Log::Warn("protobuf: {}", text);
 }
 
 } // namespace
@@ -65,6 +71,11 @@ bool TryParseJSON(std::string_view text, google::protobuf::Message& message, Unk
         Log::LogException("ParseJSON() failed", exception);
         return false;
     }
+}
+
+void LogLibraryMessages() noexcept
+{
+    (void)google::protobuf::SetLogHandler(&PassOn);
 }
 
 } // namespace Shared::Protobuf

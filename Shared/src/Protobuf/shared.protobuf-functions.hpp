@@ -40,4 +40,8 @@ bool TryParseJSON(
     google::protobuf::Message& message,
     UnknownFields unknownFields = UnknownFields::Refuse) noexcept;
 
+/// What the library has to say of a message goes to the log from now on, at level warning, and not to the standard error.
+/// Once, before other threads read messages.
+void LogLibraryMessages() noexcept;
+
 } // namespace Shared::Protobuf

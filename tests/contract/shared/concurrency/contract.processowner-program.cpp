@@ -120,7 +120,7 @@ std::string NamesOf(const std::vector<std::string>& environment)
     std::string names;
     for (const std::string& entry : environment)
     {
-        names += (names.empty() ? "" : " ") + entry.substr(0, entry.find('=', 1));
+        names.append(names.empty() ? "" : " ").append(entry, 0, entry.find('=', 1));
     }
     return names;
 }

@@ -177,15 +177,14 @@ TEST(DecodeRouterMessageTest, RefusesAFrameThatIsCutAnywhere)
 
 TEST(DecodeRouterMessageTest, RefusesAFrameThatPromisesMoreThanItHas)
 {
-    // The payload's tag, a length of 2 GiB less one, of 4 GiB less one and of more than 64 bits, and a few bytes.
-    for (const std::vector<std::uint8_t>& length :
-         {std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF, 0x07},
-          std::vector<std::uint8_t>{0xFF, 0xFF, 0xFF, 0xFF, 0x0F}, std::vector<std::uint8_t>(11, std::uint8_t{0xFF})})
+    // Of the payload: 2 GiB less one, 4 GiB less one, and more than 64 bits; and a few bytes.
+    constexpr std::string_view PayloadTag = "\x42";
+    for (const std::string_view length :
+         {std::string_view("\xFF\xFF\xFF\xFF\x07"), std::string_view("\xFF\xFF\xFF\xFF\x0F"),
+          std::string_view("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF")})
     {
-        std::vector<std::uint8_t> frame = {0x42};
-        frame.insert(frame.end(), length.begin(), length.end());
-        frame.insert(frame.end(), 100, std::uint8_t{'x'});
-        EXPECT_TRUE(IsRefused(frame));
+        const std::string frame = std::string(PayloadTag).append(length).append(100, 'x');
+        EXPECT_TRUE(IsRefused({frame.begin(), frame.end()}));
     }
 }
 

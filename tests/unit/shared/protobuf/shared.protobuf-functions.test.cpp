@@ -275,3 +275,17 @@ TEST(ProtobufFunctionsTest, TheFormWithoutExceptionsIsSilentWhenItReads)
     EXPECT_EQ(poll.uuid(), "b");
     EXPECT_TRUE(log.Lines().empty());
 }
+
+TEST(LibraryMessagesTest, TheyGoToTheLogAndNowhereElse)
+{
+    Shared::Protobuf::LogLibraryMessages();
+    const TestSupport::CapturedLog log;
+    Poll poll;
+    poll.set_uuid("\xFF");
+    testing::internal::CaptureStderr();
+    (void)Poll().ParseFromString(poll.SerializePartialAsString());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_GE(log.Count(Level::Warning, "protobuf: "), 1U);
+    EXPECT_GE(log.Count(Level::Warning, "UTF-8"), 1U);
+    google::protobuf::SetLogHandler(nullptr);
+}
