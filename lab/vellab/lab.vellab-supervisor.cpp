@@ -71,6 +71,13 @@ Scenario ScenarioFor(const Options& options)
     return scenario;
 }
 
+/// Where there is no account for it, an agent that has a connector is started so that it needs none.
+Options OptionsFor(Options options)
+{
+    options.debug = options.debug || (!options.connector.empty() && !HasServiceAccounts());
+    return options;
+}
+
 std::optional<milliseconds> DurationFor(const Options& options, const Scenario& scenario)
 {
     if (options.isDurationGiven || !scenario.duration)
@@ -145,7 +152,7 @@ class Laboratory
 {
 public:
     Laboratory(const Options& options, std::ostream& out)
-        : m_options(options),
+        : m_options(OptionsFor(options)),
           m_scenario(ScenarioFor(options)),
           m_duration(DurationFor(options, m_scenario)),
           m_folder(LayOutRunFolder(options)),
@@ -176,6 +183,11 @@ public:
             m_timeline.Tell(
                 "the times of the agent and of the scenario pass {} times as fast as the seconds in front of these lines",
                 m_options.speed);
+        }
+        if (!m_options.connector.empty() && !HasServiceAccounts())
+        {
+            m_timeline.Tell(
+                "there are no service accounts here: the agent runs in debug mode, and its connector as itself");
         }
         WarnOfClosedFolder();
         LayOutScenario(m_scenario);

@@ -18,6 +18,10 @@ void UseOwnSurroundings(const std::filesystem::path& results);
 /// (Linux without root, Wine).
 std::filesystem::path FindClosedFolder(const std::filesystem::path& folder);
 
+/// Whether the agent can start its connector under the account of network services: not under Wine, which has none. In debug
+/// mode the agent needs no such account.
+bool HasServiceAccounts() noexcept;
+
 /// Lets an interrupt at the terminal signal `interrupted` instead of ending the process, until StopSignalling().
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted);
 

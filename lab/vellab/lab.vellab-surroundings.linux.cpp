@@ -67,6 +67,11 @@ std::filesystem::path FindClosedFolder(const std::filesystem::path& folder)
     return {};
 }
 
+bool HasServiceAccounts() noexcept
+{
+    return true;
+}
+
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
 {
     s_interrupted = &interrupted;

@@ -34,6 +34,12 @@ std::filesystem::path FindClosedFolder(const std::filesystem::path&)
     return {};
 }
 
+bool HasServiceAccounts() noexcept
+{
+    const HMODULE native = ::GetModuleHandleW(L"ntdll.dll");
+    return native == nullptr || ::GetProcAddress(native, "wine_get_version") == nullptr;
+}
+
 void SignalOnInterrupt(Shared::Concurrency::Event& interrupted)
 {
     s_interrupted = &interrupted;

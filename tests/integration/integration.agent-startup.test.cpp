@@ -1,6 +1,7 @@
 #include "integration.agentfixture.hpp"
 
 #include "lab.vellab-settings.hpp"
+#include "lab.vellab-surroundings.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.concurrency-event.hpp"
 #include "shared.concurrency-functions.hpp"
@@ -65,7 +66,12 @@ TEST_F(AgentTest, WithAUserSignedInItKnowsTheTenantAndTriesToRegister)
     Lab::SetVpnUser(Lab::VpnUser());
     WinReg::SetDwordValue(Root::LocalMachine, Paths::Config, L"MaximumRetryDelaySeconds", 60);
     Event stop(false, true, L"StopEvent");
-    const auto agent = StartAgent({Fast});
+    std::vector<std::string> arguments = {Fast};
+    if (!Lab::HasServiceAccounts())
+    {
+        arguments.emplace_back("-d");
+    }
+    const auto agent = StartAgent(arguments);
     AwaitLog("Register() is reconnecting");
     // There is no connector beside the agent: its start fails, and is tried again.
     AwaitLog("Attempting to start Connector...");

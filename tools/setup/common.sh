@@ -9,6 +9,9 @@ VEL_CACHE=${VEL_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tarvane-vel}
 VEL_BUILD_ROOT=${VEL_BUILD_ROOT:-$VEL_ROOT/build}
 VEL_JOBS=${VEL_JOBS:-$(nproc)}
 
+# Another checkout of the same files finds what ccache keeps of this one.
+export CCACHE_BASEDIR=${CCACHE_BASEDIR:-$VEL_ROOT} CCACHE_NOHASHDIR=${CCACHE_NOHASHDIR:-1}
+
 vel_started=$(date +%s)
 
 # say <text...>: one line about what is going on, with the minutes and seconds since the script began.
