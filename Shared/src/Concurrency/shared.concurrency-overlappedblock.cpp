@@ -44,31 +44,65 @@ OverlappedBlock::~OverlappedBlock()
 const Event& OverlappedBlock::GetEvent()
 {
     const std::scoped_lock hold(m_eventLock);
-    if (!m_event.HasHandle())
+    MakeEvent();
+    m_isGiven = true;
+    if (m_isSignalled)
     {
-        Event made = m_spare == nullptr ? Event() : m_spare->TakeEvent();
-        if (!made.HasHandle())
-        {
-            made = Event(false, true);
-        }
-        if (m_isSignalled)
-        {
-            made.Signal();
-            m_wasSignalledHere = true;
-        }
-        m_event = std::move(made);
-        m_system.event = m_event.GetHandle();
+        WriteSignal();
     }
     return m_event;
+}
+
+const Event& OverlappedBlock::GetOwnEvent()
+{
+    const std::scoped_lock hold(m_eventLock);
+    MakeEvent();
+    return m_event;
+}
+
+bool OverlappedBlock::IsEventGiven() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    return m_isGiven;
+}
+
+void OverlappedBlock::MakeEvent()
+{
+    if (m_event.HasHandle())
+    {
+        return;
+    }
+    Event made = m_spare == nullptr ? Event() : m_spare->TakeEvent();
+    if (!made.HasHandle())
+    {
+        made = Event(false, true);
+    }
+    m_event = std::move(made);
+    m_system.event = m_event.GetHandle();
+}
+
+void OverlappedBlock::WriteSignal() noexcept
+{
+    if (m_event.HasHandle() && !std::exchange(m_isWritten, true))
+    {
+        m_event.SignalNoThrow();
+    }
 }
 
 void OverlappedBlock::Signal() noexcept
 {
     const std::scoped_lock hold(m_eventLock);
-    if (!std::exchange(m_isSignalled, true) && m_event.HasHandle())
+    m_isSignalled = true;
+    WriteSignal();
+}
+
+void OverlappedBlock::SignalOthers() noexcept
+{
+    const std::scoped_lock hold(m_eventLock);
+    m_isSignalled = true;
+    if (m_isGiven)
     {
-        m_event.SignalNoThrow();
-        m_wasSignalledHere = true;
+        WriteSignal();
     }
 }
 
@@ -78,55 +112,32 @@ void OverlappedBlock::ExpectSignal() noexcept
     m_isExpected = true;
 }
 
-void OverlappedBlock::NoteSignal() noexcept
-{
-    const std::scoped_lock hold(m_eventLock);
-    m_isSignalled = true;
-    m_isNoted = true;
-    if (m_event.HasHandle() && !IsEventSignalled())
-    {
-        m_event.SignalNoThrow();
-        m_wasSignalledHere = true;
-    }
-}
-
 void OverlappedBlock::Reset()
 {
     const std::scoped_lock hold(m_eventLock);
     if (m_event.HasHandle())
     {
         m_event.Reset();
-        // From now on a signal that is there may be the kernel's or not.
-        m_wasSignalledHere = true;
     }
     m_isSignalled = false;
+    m_isWritten = false;
 }
 
 bool OverlappedBlock::IsEventFree() noexcept
 {
     const std::scoped_lock hold(m_eventLock);
-    // Where the kernel was asked, its one signal must be the one that is there.
-    if (!m_event.HasHandle() || (m_isExpected && (!m_isNoted || m_wasSignalledHere)))
+    if (!m_event.HasHandle() || m_isExpected)
     {
         return false;
     }
     try
     {
-        const bool isFree = !m_isExpected || IsEventSignalled();
-        m_event.Reset();
-        return isFree;
-    }
-    catch (const std::exception&)
-    {
-        return false;
-    }
-}
-
-bool OverlappedBlock::IsEventSignalled() const noexcept
-{
-    try
-    {
-        return m_event.WaitOnEvent(0, false);
+        // Whoever was given it may have signalled it.
+        if (m_isWritten || m_isGiven)
+        {
+            m_event.Reset();
+        }
+        return true;
     }
     catch (const std::exception&)
     {
@@ -205,6 +216,10 @@ void OverlappedBlock::Finish(std::uint32_t status, std::size_t bytesTransferred)
 }
 
 void OverlappedSource::BringUpToDate(OverlappedBlock& /*block*/) noexcept
+{
+}
+
+void OverlappedSource::OnEventGiven() noexcept
 {
 }
 

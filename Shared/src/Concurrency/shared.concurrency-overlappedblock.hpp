@@ -47,16 +47,19 @@ public:
     /// The event to wait on: unnamed, manual-reset, not inheritable. Made by the system when it is asked for first, as most
     /// writes end without anybody waiting. Throws Win32Exception "Failed to create or open event".
     const Event& GetEvent();
+    /// The same event, for the one thread that does all there is to do for the operation while it waits.
+    const Event& GetOwnEvent();
+    /// Whether GetEvent() was called, so that anybody may wait on the event.
+    bool IsEventGiven() noexcept;
     /// Signals the event, also for who asks for it later. Only the first call does anything until it is reset.
     void Signal() noexcept;
-    /// The kernel was asked to signal the event: once, now or later, perhaps long after this block.
+    /// As Signal(), by the thread that has GetOwnEvent(): it knows, so the event is signalled only for others.
+    void SignalOthers() noexcept;
+    /// The kernel was asked to signal the event, now or later, perhaps long after this block: it serves no other one.
     void ExpectSignal() noexcept;
-    /// As Signal(), for what the kernel was asked for. It mostly has signalled the event by now; where it has not, this does,
-    /// as the kernel may look once more before it signals, find nothing left to read, and keep silent.
-    void NoteSignal() noexcept;
     /// Throws Win32Exception "ResetEvent() failed".
     void Reset();
-    /// Whether Signal() or NoteSignal() was called, and no Reset() since.
+    /// Whether Signal() or SignalOthers() was called, and no Reset() since.
     bool IsSignalled() noexcept;
     /// Whether the event is signalled, or becomes so within `timeoutMs` milliseconds. Throws what Event::WaitOnEvent()
     /// throws.
@@ -97,18 +100,19 @@ private:
 
     /// Whether nobody will signal the event any more; if so, it is not signalled afterwards.
     bool IsEventFree() noexcept;
-    /// Under m_eventLock, with an event.
-    bool IsEventSignalled() const noexcept;
+    // These two under m_eventLock.
+    void MakeEvent();
+    void WriteSignal() noexcept;
 
     mutable SystemBlock m_system{};
     std::mutex m_eventLock;
     // The five below are under m_eventLock; there may be no event yet.
     Event m_event;
     bool m_isSignalled = false;
+    /// Whether the event itself is.
+    bool m_isWritten = false;
+    bool m_isGiven = false;
     bool m_isExpected = false;
-    bool m_isNoted = false;
-    /// Whether Signal() signalled the event itself.
-    bool m_wasSignalledHere = false;
     std::shared_ptr<OverlappedSpare> m_spare;
     std::vector<std::uint8_t> m_buffer;
     std::size_t m_targetOffset = 0;
@@ -134,6 +138,10 @@ public:
     /// Called before a pending block is looked at: ends the operation if it can be ended by now. Nothing on Windows,
     /// where the kernel ends it.
     virtual void BringUpToDate(OverlappedBlock& block) noexcept;
+
+    /// Somebody is about to wait on the block's event: from now on it is signalled at the operation's end, whoever does what
+    /// there is to do. Nothing on Windows, where the kernel does.
+    virtual void OnEventGiven() noexcept;
 
     /// Waits until the block's event is signalled, and does for the pending operation meanwhile what there is to do. True
     /// when it is, false at the time-out. Throws what Event::WaitOnEvent() throws.

@@ -118,7 +118,12 @@ bool OverlappedOp::WaitForCompletion(std::uint32_t timeoutMs)
 
 Raii::RawHandle OverlappedOp::GetWaitableHandle() const
 {
-    return Require(m_block, NoEventText)->GetEvent().GetHandle();
+    const Raii::RawHandle handle = Require(m_block, NoEventText)->GetEvent().GetHandle();
+    if (const std::shared_ptr<OverlappedSource> source = m_source.lock())
+    {
+        source->OnEventGiven();
+    }
+    return handle;
 }
 
 OverlappedBlock* OverlappedOp::GetOverlapped() const

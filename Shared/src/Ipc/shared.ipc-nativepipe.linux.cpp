@@ -75,6 +75,14 @@ public:
         }
     }
 
+    void OnEventGiven() noexcept override
+    {
+        if (const auto connection = GetConnection())
+        {
+            connection->OnEventGiven();
+        }
+    }
+
     bool AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs) override
     {
         const auto connection = GetConnection();

@@ -1,7 +1,6 @@
 #include "shared.ipc-pipeconnection.linux.hpp"
 
 #include "shared.concurrency-ordering.linux.hpp"
-#include "shared.concurrency-overlappedpoll.linux.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.raii-nativehandle.linux.hpp"
 #include "shared.time-clock.hpp"
@@ -167,7 +166,6 @@ std::uint32_t PipeConnection::StartRead(const BlockPointer& block)
         outcome = m_reads.size() == 1 ? GoOn(m_reads.front()) : std::nullopt;
         if (!outcome)
         {
-            AskKernel(m_reads.back());
             UpdateWatch();
             return Platform::ErrorCode::IoPending;
         }
@@ -241,6 +239,11 @@ std::uint32_t PipeConnection::CountUnread(std::uint32_t& unread)
 
 void PipeConnection::BringUpToDate() noexcept
 {
+    BringUpToDate(nullptr);
+}
+
+void PipeConnection::BringUpToDate(const OverlappedBlock* own) noexcept
+{
     while (true)
     {
         BlockPointer ended;
@@ -257,13 +260,25 @@ void PipeConnection::BringUpToDate() noexcept
         {
             return;
         }
-        ended->Signal();
+        if (ended.get() == own)
+        {
+            ended->SignalOthers();
+        }
+        else
+        {
+            ended->Signal();
+        }
     }
+}
+
+void PipeConnection::OnEventGiven() noexcept
+{
+    const std::scoped_lock hold(m_lock);
+    UpdateWatch();
 }
 
 bool PipeConnection::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
 {
-    BringUpToDate();
     const Awaiting awaiting(*this, block);
     if (awaiting.GetDirection() == Readiness::Nothing)
     {
@@ -272,7 +287,7 @@ bool PipeConnection::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
     RealDeadline deadline(timeoutMs);
     const bool isRead = awaiting.GetDirection() == Readiness::Readable;
     std::array<pollfd, 2> entries = {
-        pollfd{Raii::Native::DescriptorOf(block.GetEvent().GetHandle()), POLLIN, 0},
+        pollfd{Raii::Native::DescriptorOf(block.GetOwnEvent().GetHandle()), POLLIN, 0},
         pollfd{m_descriptor, static_cast<short>(isRead ? POLLIN | POLLRDHUP : POLLOUT), 0}};
     while (true)
     {
@@ -286,7 +301,7 @@ bool PipeConnection::AwaitEnd(OverlappedBlock& block, std::uint32_t timeoutMs)
         {
             return false;
         }
-        BringUpToDate();
+        BringUpToDate(&block);
         if (block.IsSignalled())
         {
             return true;
@@ -483,10 +498,6 @@ BlockPointer PipeConnection::EndFirstRead() noexcept
         return nullptr;
     }
     read.block->Finish(*outcome, read.done);
-    if (read.isToldByKernel)
-    {
-        read.block->NoteSignal();
-    }
     BlockPointer block = std::move(read.block);
     m_reads.pop_front();
     return block;
@@ -616,36 +627,14 @@ Readiness PipeConnection::DirectionOf(const OverlappedBlock& block) const noexce
     return std::ranges::any_of(m_writes, isIt) ? Readiness::Writable : Readiness::Nothing;
 }
 
-void PipeConnection::AskKernel(Read& read) noexcept
-{
-    // Only where readable means that the read can be ended: it is the only one, and its first packet is enough.
-    if (m_reads.size() == 1 && !m_incoming.IsInMessage() && read.block->GetTarget().size() <= Frames::SmallestPart)
-    {
-        try
-        {
-            const int event = Raii::Native::DescriptorOf(read.block->GetEvent().GetHandle());
-            read.isToldByKernel = Concurrency::SignalWhenReadable(m_descriptor, event);
-            if (read.isToldByKernel)
-            {
-                read.block->ExpectSignal();
-            }
-        }
-        catch (const std::exception&)
-        {
-            // No event is to be had now; whoever asks for one later is told so, or waits for the completion thread.
-        }
-    }
-}
-
 void PipeConnection::UpdateWatch() noexcept
 {
     if (e_thread == nullptr || !m_socket.IsValid())
     {
         return;
     }
-    const bool isTold = m_reads.size() == 1 && m_reads.front().isToldByKernel;
     Readiness wanted = Readiness::Nothing;
-    if (!m_reads.empty() && !isTold)
+    if (std::ranges::any_of(m_reads, [](const Read& read) { return read.block->IsEventGiven(); }))
     {
         wanted = With(wanted, Readiness::Readable);
     }

@@ -17,8 +17,8 @@ namespace Shared::Ipc::Native
 {
 
 /// One end of two connected sockets, and the reads and writes on it. Whoever starts an operation, waits for it or looks at
-/// it does what can be done then, so that most need no other thread: for a read of the size that the agent's reads have
-/// the kernel signals the event by itself. The completion thread does the rest: what nobody waits for in this way.
+/// it does what can be done then, so that most need no other thread. The completion thread does the rest: writes that have
+/// to wait, and reads on whose events somebody may wait.
 ///
 /// Any thread may call anything.
 class PipeConnection final : public Concurrency::ReadyHandler
@@ -41,8 +41,9 @@ public:
     std::uint32_t StartRead(const BlockPointer& block);
     std::uint32_t StartWrite(const BlockPointer& block);
     std::uint32_t CountUnread(std::uint32_t& unread);
-    /// Both as in OverlappedSource.
+    /// These three as in OverlappedSource.
     void BringUpToDate() noexcept;
+    void OnEventGiven() noexcept;
     bool AwaitEnd(Concurrency::OverlappedBlock& block, std::uint32_t timeoutMs);
     /// Ends one operation as cancelled. False when it is not pending here.
     bool Cancel(const Concurrency::OverlappedBlock& block) noexcept;
@@ -61,8 +62,6 @@ private:
     {
         BlockPointer block;
         std::size_t done = 0;
-        /// The kernel signals the event as soon as the read can be ended.
-        bool isToldByKernel = false;
     };
 
     struct Write
@@ -87,6 +86,8 @@ private:
     /// How an operation stands: nothing while it has to wait.
     using Outcome = std::optional<std::uint32_t>;
 
+    /// @param own the operation that the calling thread waits for, or null
+    void BringUpToDate(const Concurrency::OverlappedBlock* own) noexcept;
     /// Ends everything that is pending with `status`.
     void TakeOutAll(std::uint32_t status) noexcept;
 
@@ -112,7 +113,6 @@ private:
     bool HasRoomFor(std::size_t size) const noexcept;
     /// What a wait for this operation has to poll for; Nothing when it is not pending here.
     Concurrency::Readiness DirectionOf(const Concurrency::OverlappedBlock& block) const noexcept;
-    void AskKernel(Read& read) noexcept;
     /// Has the completion thread watch for what nobody else does.
     void UpdateWatch() noexcept;
     /// Nothing that goes over the socket from now on would mean anything.

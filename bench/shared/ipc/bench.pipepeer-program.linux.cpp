@@ -1,5 +1,6 @@
 // The other process of the pipe benchmarks. Its arguments:
-//   --echo-pipe <name> <processor>            gives back every message of the pipe
+//   --echo-pipe <name> <processor>            gives back every message of the pipe, for which it waits itself
+//   --echo-pipe-by-event <name> <processor>   the same, and it waits for the event of each read
 //   --echo-socket <descriptor> <size> <processor>   gives back every message of that size
 //   --drain-pipe <name> <count> <processor>         answers every <count> messages with an empty one
 //   --drain-socket <descriptor> <size> <count> <processor>   answers every <count> messages with a byte
@@ -22,16 +23,17 @@ constexpr std::uint32_t OpenTimeoutMs = 10'000;
 
 using Bench::PipeTalker;
 using Bench::SocketTalker;
+using Bench::Wait;
 
 Shared::Ipc::AsyncMessageBasedNamedPipeClient OpenPipe(const char* name)
 {
     return {Shared::Util::ConvertStringType(std::string_view(name)), BufferSize, OpenTimeoutMs};
 }
 
-[[noreturn]] void EchoPipe(const char* name)
+[[noreturn]] void EchoPipe(const char* name, Wait wait)
 {
     auto pipe = OpenPipe(name);
-    PipeTalker talker(pipe);
+    PipeTalker talker(pipe, wait);
     while (true)
     {
         std::vector<std::uint8_t> message;
@@ -43,7 +45,7 @@ Shared::Ipc::AsyncMessageBasedNamedPipeClient OpenPipe(const char* name)
 [[noreturn]] void DrainPipe(const char* name, int count)
 {
     auto pipe = OpenPipe(name);
-    PipeTalker talker(pipe);
+    PipeTalker talker(pipe, Wait::ForIt);
     while (true)
     {
         for (int i = 0; i < count; ++i)
@@ -89,7 +91,11 @@ int main(int count, char** arguments)
         Bench::StayOn(std::atoi(arguments[count - 1]));
         if (what == "--echo-pipe" && count == 4)
         {
-            EchoPipe(arguments[2]);
+            EchoPipe(arguments[2], Wait::ForIt);
+        }
+        if (what == "--echo-pipe-by-event" && count == 4)
+        {
+            EchoPipe(arguments[2], Wait::ForItsEvent);
         }
         if (what == "--drain-pipe" && count == 5)
         {

@@ -30,11 +30,21 @@ inline void StayOn(int processor)
     (void)::pthread_setaffinity_np(::pthread_self(), sizeof set, &set);
 }
 
-/// One end of a pipe, used as the agent's workers do: one read is always pending, and its event is waited on.
+/// How a talker waits for its read.
+enum class Wait
+{
+    /// For the operation itself, which the waiting thread then ends.
+    ForIt,
+    /// For its event, as the agent's workers do, who wait for several things at once: another thread ends it.
+    ForItsEvent
+};
+
+/// One end of a pipe on which one read is always pending.
 class PipeTalker
 {
 public:
-    explicit PipeTalker(Shared::Ipc::AsyncMessageBasedNamedPipe& pipe) : e_pipe(pipe), m_read(pipe.Read())
+    PipeTalker(Shared::Ipc::AsyncMessageBasedNamedPipe& pipe, Wait wait)
+        : e_pipe(pipe), m_wait(wait), m_read(pipe.Read())
     {
     }
 
@@ -53,8 +63,15 @@ public:
     template <typename Use>
     void Receive(Use use)
     {
-        const std::vector<Shared::Raii::RawHandle> handles = {m_read.GetWaitableHandle()};
-        (void)Shared::Concurrency::WaitFor(handles, false, Shared::Time::Infinite);
+        if (m_wait == Wait::ForIt)
+        {
+            (void)m_read.WaitForCompletion(Shared::Time::Infinite);
+        }
+        else
+        {
+            const std::vector<Shared::Raii::RawHandle> handles = {m_read.GetWaitableHandle()};
+            (void)Shared::Concurrency::WaitFor(handles, false, Shared::Time::Infinite);
+        }
         (void)Shared::Ipc::CompleteRead(e_pipe, m_read);
         use(m_read.GetBuffer());
         m_read = e_pipe.Read();
@@ -62,6 +79,7 @@ public:
 
 private:
     Shared::Ipc::AsyncMessageBasedNamedPipe& e_pipe;
+    Wait m_wait;
     Shared::Concurrency::OverlappedIo m_read;
 };
 

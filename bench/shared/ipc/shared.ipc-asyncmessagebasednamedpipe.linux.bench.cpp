@@ -20,6 +20,7 @@
 
 using Bench::PipeTalker;
 using Bench::SocketTalker;
+using Bench::Wait;
 
 namespace
 {
@@ -41,7 +42,7 @@ Lab::ChildRequest RequestPeer(const std::vector<std::string>& arguments)
 class PipeLink
 {
 public:
-    PipeLink(std::string mode, std::vector<std::string> rest)
+    PipeLink(std::string mode, std::vector<std::string> rest, Wait wait)
         : m_name(Shared::Util::GenerateGuid()), m_server(m_name, BufferSize, false, L"")
     {
         auto connect = m_server.Connect();
@@ -49,7 +50,7 @@ public:
         arguments.insert(arguments.end(), rest.begin(), rest.end());
         m_peer.emplace(RequestPeer(arguments));
         (void)connect.WaitForCompletion(Shared::Time::Infinite);
-        m_talker.emplace(m_server);
+        m_talker.emplace(m_server, wait);
     }
 
     PipeTalker& Talker()
@@ -111,14 +112,13 @@ private:
 // buffer, by blocking calls and from and to memory that is there before. The pipe's time holds all that its users pay: the
 // operations and their events, the read of 5120 bytes, CompleteRead() for the rest, and the memory for that.
 
-// One message to the other process and back. Goal: at most 2.5 times the floor.
-void RoundTrip(benchmark::State& state)
+void Converse(benchmark::State& state, const char* mode, Wait wait)
 {
     const Bench::Processors processors;
     const auto size = static_cast<std::size_t>(state.range(0));
     const std::string partners = std::to_string(state.range(1) != 0 ? processors.Last() : processors.First());
     Bench::StayOn(processors.First());
-    PipeLink pipe("--echo-pipe", {partners});
+    PipeLink pipe(mode, {partners}, wait);
     const SocketLink socket("--echo-socket", {std::to_string(size), partners});
     const std::vector<std::uint8_t> message(size, 0x55);
     std::vector<std::uint8_t> ofPipe = message;
@@ -138,10 +138,28 @@ void RoundTrip(benchmark::State& state)
     Bench::Compare(state, size < Large ? 50 : 4, ours, floor);
 }
 
+// One message to the other process and back. Goal: at most 2.5 times the floor.
+void RoundTrip(benchmark::State& state)
+{
+    Converse(state, "--echo-pipe", Wait::ForIt);
+}
+
 BENCHMARK(RoundTrip)
     ->UseManualTime()
     ->ArgNames({"bytes", "betweenTwoProcessors"})
     ->ArgsProduct({{1024, 65536, 1048576}, {0, 1}});
+
+// The same as the agent's workers wait, for several things at once: one more thread is woken for each message, which the
+// floor has not. No goal: what a worker does with a message takes many times as long.
+void RoundTripByEvent(benchmark::State& state)
+{
+    Converse(state, "--echo-pipe-by-event", Wait::ForItsEvent);
+}
+
+BENCHMARK(RoundTripByEvent)
+    ->UseManualTime()
+    ->ArgNames({"bytes", "betweenTwoProcessors"})
+    ->ArgsProduct({{1024, 1048576}, {0, 1}});
 
 // Messages of 1 MB in one direction, 16 of them until the other side answers. Goal: at most 2 times the floor.
 void Throughput(benchmark::State& state)
@@ -151,7 +169,7 @@ void Throughput(benchmark::State& state)
     const Bench::Processors processors;
     const std::string partners = std::to_string(state.range(0) != 0 ? processors.Last() : processors.First());
     Bench::StayOn(processors.First());
-    PipeLink pipe("--drain-pipe", {std::to_string(Count), partners});
+    PipeLink pipe("--drain-pipe", {std::to_string(Count), partners}, Wait::ForIt);
     const SocketLink socket("--drain-socket", {std::to_string(Size), std::to_string(Count), partners});
     const std::vector<std::uint8_t> message(Size, 0x55);
     std::vector<std::uint8_t> ofPipe = message;

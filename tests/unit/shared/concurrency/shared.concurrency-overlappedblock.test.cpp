@@ -98,16 +98,6 @@ TEST(OverlappedBlockTest, AResetTakesTheSignalBackWithAnEventAndWithoutOne)
     EXPECT_TRUE(with.GetEvent().WaitOnEvent(0));
 }
 
-TEST(OverlappedBlockTest, WhatTheKernelKeepsSilentAboutIsSignalledHere)
-{
-    OverlappedBlock block;
-    const Event& event = block.GetEvent();
-    block.ExpectSignal();
-    block.NoteSignal();
-    EXPECT_TRUE(block.Wait(0));
-    EXPECT_TRUE(event.WaitOnEvent(0));
-}
-
 TEST(OverlappedBlockTest, ASignalWakesWhoWaitsOnAnotherThread)
 {
     OverlappedBlock block;
@@ -131,49 +121,45 @@ TEST(OverlappedBlockTest, AnEventThatNobodySignalsAnyMoreServesTheNextOperation)
     EXPECT_FALSE(next.GetEvent().WaitOnEvent(0)) << "without the signal of the first";
 }
 
-TEST(OverlappedBlockTest, AnEventThatTheKernelHasSignalledAsItWasAskedServesTheNextToo)
-{
-    const auto spare = std::make_shared<OverlappedSpare>();
-    Shared::Raii::RawHandle handle = nullptr;
-    {
-        OverlappedBlock first(spare);
-        Event kernels = first.GetEvent();
-        handle = first.GetEvent().GetHandle();
-        first.ExpectSignal();
-        kernels.Signal();
-        first.NoteSignal();
-    }
-    EXPECT_EQ(spare->TakeEvent().GetHandle(), handle);
-}
-
 TEST(OverlappedBlockTest, AnEventThatTheKernelMaySignalLaterIsNotUsedAgain)
 {
     const auto spare = std::make_shared<OverlappedSpare>();
-    const auto leave = [&spare](auto doThings)
+    for (const bool isSignalled : {false, true})
     {
         OverlappedBlock block(spare);
-        Event kernels = block.GetEvent();
+        (void)block.GetEvent();
         block.ExpectSignal();
-        doThings(block, kernels);
-    };
-    leave([](OverlappedBlock&, Event&) {});
-    leave([](OverlappedBlock& cancelled, Event&) { cancelled.Signal(); });
-    leave([](OverlappedBlock& early, Event&) { early.NoteSignal(); });
-    leave(
-        [](OverlappedBlock& both, Event&)
+        if (isSignalled)
         {
-            both.Signal();
-            both.NoteSignal();
-        });
-    leave(
-        [](OverlappedBlock& reset, Event& kernels)
-        {
-            kernels.Signal();
-            reset.Reset();
-            kernels.Signal();
-            reset.NoteSignal();
-        });
+            block.Signal();
+        }
+    }
     EXPECT_FALSE(spare->TakeEvent().HasHandle());
+}
+
+TEST(OverlappedBlockTest, ItsEventIsGivenOnceSomebodyAskedForIt)
+{
+    OverlappedBlock block;
+    block.Signal();
+    (void)block.GetOwnEvent();
+    EXPECT_FALSE(block.IsEventGiven());
+    (void)block.GetEvent();
+    EXPECT_TRUE(block.IsEventGiven());
+}
+
+TEST(OverlappedBlockTest, WhoKnowsOfTheEndSignalsTheEventForOthersAlone)
+{
+    OverlappedBlock alone;
+    const Event& own = alone.GetOwnEvent();
+    alone.SignalOthers();
+    EXPECT_TRUE(alone.IsSignalled());
+    EXPECT_FALSE(own.WaitOnEvent(0));
+    EXPECT_TRUE(alone.GetEvent().WaitOnEvent(0)) << "who asks later is an other";
+    OverlappedBlock shared;
+    (void)shared.GetOwnEvent();
+    const Event& given = shared.GetEvent();
+    shared.SignalOthers();
+    EXPECT_TRUE(given.WaitOnEvent(0));
 }
 
 TEST(OverlappedBlockTest, WhatWasWrittenBeforeTheEndIsSeenByWhoSeesTheEnd)

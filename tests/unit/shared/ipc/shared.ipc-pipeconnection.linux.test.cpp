@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <memory>
@@ -28,6 +29,7 @@
 #include <unistd.h>
 
 using namespace Shared::Ipc;
+using Shared::Concurrency::Event;
 using Shared::Concurrency::OverlappedBlock;
 using Shared::Concurrency::OverlappedThread;
 using Shared::Raii::Win32Handle;
@@ -664,12 +666,16 @@ TEST_F(ConnectionTest, AWaitLastsUntilItsTimeOutAndSeesASignalFromElsewhere)
     EXPECT_EQ(read->GetStatus(), NtStatus::Pending);
 }
 
-TEST_F(WatchedConnectionTest, AReadThatNobodyLooksAtIsEndedWhenItIsLarge)
+TEST_F(WatchedConnectionTest, AReadOnWhoseEventSomebodyWaitsIsEndedWithoutBeingLookedAt)
 {
-    const auto read = RoomFor(Frames::SmallestPart + 1);
+    const auto read = RoomFor(10);
     EXPECT_EQ(m_connection->StartRead(read), ErrorCode::IoPending);
     SendMessage({1, 2});
-    EXPECT_TRUE(read->GetEvent().WaitOnEvent(LimitMs));
+    Shared::Time::SleepFor(std::chrono::milliseconds(QuietMs));
+    EXPECT_EQ(read->GetStatus(), NtStatus::Pending) << "nobody waits yet";
+    const Event& event = read->GetEvent();
+    m_connection->OnEventGiven();
+    EXPECT_TRUE(event.WaitOnEvent(LimitMs));
     EXPECT_EQ(read->GetStatus(), NtStatus::Success);
     EXPECT_EQ(read->GetBytesTransferred(), 2U);
 }
@@ -680,12 +686,50 @@ TEST_F(WatchedConnectionTest, SeveralReadsAreEndedWithoutBeingLookedAt)
     const auto second = RoomFor(10);
     EXPECT_EQ(m_connection->StartRead(first), ErrorCode::IoPending);
     EXPECT_EQ(m_connection->StartRead(second), ErrorCode::IoPending);
+    const Event& ofFirst = first->GetEvent();
+    const Event& ofSecond = second->GetEvent();
+    m_connection->OnEventGiven();
     SendMessage({1});
-    EXPECT_TRUE(first->GetEvent().WaitOnEvent(LimitMs));
-    EXPECT_FALSE(second->GetEvent().WaitOnEvent(QuietMs));
+    EXPECT_TRUE(ofFirst.WaitOnEvent(LimitMs));
+    EXPECT_FALSE(ofSecond.WaitOnEvent(QuietMs));
     SendMessage({2});
-    EXPECT_TRUE(second->GetEvent().WaitOnEvent(LimitMs));
+    EXPECT_TRUE(ofSecond.WaitOnEvent(LimitMs));
     EXPECT_EQ(second->GetStatus(), NtStatus::Success);
+}
+
+TEST_F(WatchedConnectionTest, AnEventIsSignalledOnlyOnceTheReadHasEnded)
+{
+    // Again and again, with a sender that is interrupted anywhere between sending and waking the reader.
+    constexpr int Rounds = 2000;
+    constexpr int MostUnread = 20;
+    std::atomic<int> count = 0;
+    std::atomic<bool> isGivenUp = false;
+    std::thread sender(
+        [&]
+        {
+            for (int i = 0; i < Rounds; ++i)
+            {
+                while (i - count > MostUnread && !isGivenUp)
+                {
+                    std::this_thread::yield();
+                }
+                SendMessage({1});
+            }
+        });
+    for (bool isGood = true; isGood && count < Rounds; ++count)
+    {
+        const auto read = RoomFor(10);
+        if (m_connection->StartRead(read) == ErrorCode::IoPending)
+        {
+            const Event& event = read->GetEvent();
+            m_connection->OnEventGiven();
+            isGood = event.WaitOnEvent(LimitMs);
+        }
+        isGood = isGood && read->GetStatus() == NtStatus::Success;
+        EXPECT_TRUE(isGood) << count;
+        isGivenUp = !isGood;
+    }
+    sender.join();
 }
 
 TEST_F(WatchedConnectionTest, WritesGoOnWithoutTheirOwner)
