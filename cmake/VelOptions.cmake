@@ -93,3 +93,8 @@ endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     target_link_options(vel_options INTERFACE -fuse-ld=lld)
 endif()
+
+# Windows programs run in a way that lets nothing of Wine's hold their output.
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+    list(PREPEND CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_SOURCE_DIR}/tools/setup/wine-run.sh")
+endif()

@@ -46,5 +46,5 @@ set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static")
 # ctest runs the executables through it.
 find_program(VEL_WINE NAMES wine64 wine PATHS /usr/lib/wine NO_CMAKE_FIND_ROOT_PATH)
 if(VEL_WINE)
-    set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../tools/setup/wine-run.sh" "${VEL_WINE}")
+    set(CMAKE_CROSSCOMPILING_EMULATOR ${VEL_WINE})
 endif()
