@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -58,9 +57,7 @@ bool IsRefused(const std::vector<std::uint8_t>& frame)
 std::vector<std::uint8_t> BytesOf(const VelRouter::V4_Message& message)
 {
     const std::string text = message.SerializeAsString();
-    std::vector<std::uint8_t> bytes(text.size());
-    std::memcpy(bytes.data(), text.data(), text.size());
-    return bytes;
+    return {text.begin(), text.end()};
 }
 
 TEST(SerialiseTest, FillsTheEnvelopeAndNothingElse)
