@@ -58,9 +58,12 @@ std::unique_ptr<Lab::ChildProcess> AgentTest::StartAgent(const std::vector<std::
 {
     Lab::ChildRequest request;
     request.program = AgentFolder() / Lab::ProgramName("AgentProcess");
+    // Beside it first: a helper of the agent before may still be ending, and its program's file is not to be written to.
+    const fs::path fresh = AgentFolder() / "agent being copied";
     fs::copy_file(
-        Program(shipped ? "AgentProcess/AgentProcess" : "lab/AgentProcessLab"), request.program,
+        Program(shipped ? "AgentProcess/AgentProcess" : "lab/AgentProcessLab"), fresh,
         fs::copy_options::overwrite_existing);
+    fs::rename(fresh, request.program);
     request.arguments = arguments;
     request.workingFolder = AgentFolder();
     request.output = Folder() / "output.txt";
