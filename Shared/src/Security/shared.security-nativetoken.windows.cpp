@@ -131,9 +131,9 @@ std::optional<bool> IsCurrentUser(WellKnownAccount account) noexcept
 
     struct
     {
-        TOKEN_USER user;
+        TOKEN_USER user{};
         SidBuffer sid;
-    } answer{};
+    } answer;
 
     DWORD size = 0;
     if (::GetTokenInformation(raw, TokenUser, &answer, sizeof answer, &size) == FALSE)
