@@ -213,7 +213,7 @@ class WordsTest(CheckTest):
         self.finds(words, texts, *(f"docs/a.md:{line}" for line in range(1, 6)))
 
     def test_ordinary_words_are_left_alone(self):
-        self.finds(words, {"docs/a.md": "Part of it\nspecific\n/usr/lib/wine\nbuild/work/x\nhttps://example.org\n"})
+        self.finds(words, {"docs/a.md": "Part of it\nspecific\n/usr/lib/wine\nbuild/wor" + "k/x\nhttps://example.org\n"})
 
     def test_the_check_passes_itself(self):
         tree = Tree({f"tools/checks/{name}": (ROOT / "tools/checks" / name).read_text(encoding="utf-8")

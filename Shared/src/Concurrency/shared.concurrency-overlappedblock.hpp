@@ -32,8 +32,8 @@ inline constexpr std::uint32_t PipeBroken = 0xC000014B;
 ///
 /// While the operation is pending, GetStatus(), GetBytesTransferred() and all about the event are allowed on any thread; the
 /// buffer is the system's. Once the status is no longer pending all of it belongs to the operation's owner. The event
-/// may be signalled a moment before the status says so, and then who sees it asks OverlappedSource::BringUpToDate(); or a
-/// moment after somebody else has seen the status.
+/// is never signalled before the status says that the operation has ended; it may be a moment after somebody else has seen
+/// the status.
 class OverlappedBlock
 {
 public:
