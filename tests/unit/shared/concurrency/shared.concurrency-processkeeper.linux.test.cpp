@@ -116,6 +116,20 @@ protected:
         return status;
     }
 
+    /// From its return on the keeper does nothing, until it is released.
+    void HoldKeeper() const
+    {
+        int status = 0;
+        ASSERT_EQ(::kill(m_keeper, SIGSTOP), 0);
+        ASSERT_EQ(::waitpid(m_keeper, &status, WUNTRACED), m_keeper);
+        ASSERT_TRUE(WIFSTOPPED(status));
+    }
+
+    void ReleaseKeeper() const
+    {
+        ASSERT_EQ(::kill(m_keeper, SIGCONT), 0);
+    }
+
     void Send(const std::string& packet, const std::vector<int>& descriptors) const
     {
         iovec text = {const_cast<char*>(packet.data()), packet.size()};
@@ -368,9 +382,10 @@ TEST_F(KeeperTest, AChildOfWhichNobodyCanHearIsEnded)
     Win32Handle writing = Own(ends[1]);
     // It would also leave somebody behind.
     const Start start(5, {"/bin/sh", "-c", "sleep 1000 & sleep 1000"});
-    // The socket of the child is closed before it is answered on: the keeper looks at one request at a time.
-    (void)Ask(Start(4, {"/bin/true"}).Packet());
+    // The socket of the child is closed before the keeper sees the request.
+    HoldKeeper();
     (void)Ask(start.Packet(), 3, Number(writing));
+    ReleaseKeeper();
     writing.Close();
     char byte = 0;
     ASSERT_TRUE(IsReady(Number(reading)));
