@@ -209,9 +209,20 @@ std::int32_t RunMainLoop(ProcessObjects& objects)
     WaitableTimer heartbeatTimer(false, false);
     Shared::WinReg::WatchKey(objects.agentKey, objects.registryChangedEvent);
     heartbeatTimer.SetTimerInNanos(HeartbeatDueTime, HeartbeatPeriodMs);
-    LoopContext context{objects.appState, *objects.identity, *objects.connectorWorker,
-                        objects.agentKey, objects.stopEvent, objects.registryChangedEvent,
-                        messageResponses, upgradeTimer,      heartbeatTimer};
+    LoopContext context{
+        objects.appState,
+        *objects.identity,
+        *objects.connectorWorker,
+        objects.agentKey,
+        objects.stopEvent,
+        objects.registryChangedEvent,
+        messageResponses,
+        upgradeTimer,
+        heartbeatTimer,
+        []
+        {
+            return std::make_shared<AgentCore::System::SystemQuerier>();
+        }};
     return MainLoop(context).Run();
 }
 

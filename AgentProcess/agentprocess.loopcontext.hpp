@@ -4,14 +4,38 @@
 #include "agentcore.ops-functions.hpp"
 #include "agentcore.ops-identity.hpp"
 #include "agentcore.ops-messageprocessing.hpp"
+#include "agentcore.ops-startup.hpp"
 #include "shared.concurrency-event.hpp"
 #include "shared.concurrency-waitabletimer.hpp"
 #include "shared.winreg-regkey.hpp"
 
 #include <cstdint>
+#include <string>
+
+#include <config.pb.h>
+#include <self_service.pb.h>
+#include <user_groups.pb.h>
 
 namespace Agent::Process
 {
+
+/// The one thing that the states ask of the analytics.
+class AnalyticsLink
+{
+public:
+    AnalyticsLink() = default;
+    AnalyticsLink(const AnalyticsLink&) = delete;
+    AnalyticsLink& operator=(const AnalyticsLink&) = delete;
+    virtual ~AnalyticsLink() = default;
+
+    /// Hands over the configuration, and starts the analytics the first time.
+    virtual void Start(
+        const SelfServiceConfiguration& configuration,
+        const Config::Account::Agent& accountAgent,
+        const UserGroups& userGroups,
+        const std::wstring& username,
+        bool debugMode) = 0;
+};
 
 /// What the state functions work on: the objects of ProcessMain(), which owns them and outlives every use, and the values
 /// of the main loop that survive from pass to pass. Main thread only.
@@ -26,7 +50,13 @@ struct LoopContext
     AgentCore::Ops::MessageResponses& messageResponses;
     Shared::Concurrency::WaitableTimer& upgradeTimer;
     Shared::Concurrency::WaitableTimer& heartbeatTimer;
+    /// Asks the machine for its inventory.
+    AgentCore::Ops::QuerierFactory makeQuerier;
+    /// Null in a build without analytics.
+    AnalyticsLink* analytics = nullptr;
 
+    /// Whether the configuration has been whole once.
+    bool configured = false;
     std::int32_t exitCode = 0;
     std::uint32_t retryAttempts = 0;
     std::uint32_t retryDelayMs = 0;

@@ -41,20 +41,12 @@ std::string Fill(fmt::format_string<const char*> text, const std::exception& fai
 StateTable MakeStateTable()
 {
     using namespace StateFunctions;
-    return {
+    StateTable states = {
         {RuntimeState::Initialise, {"Main loop state: Initialise", &Initialise}},
         {RuntimeState::Register, {"Main loop state: Register", &Register}},
         {RuntimeState::EstablishConnection, {"Main loop state: EstablishConnection", &EstablishConnection}},
-        {RuntimeState::Startup, {"Main loop state: Startup", &RequestFromServer}},
-        {RuntimeState::GetNetworkConfig, {"Main loop state: GetNetworkConfig", &RequestFromServer}},
-        {RuntimeState::GetTestsConfig, {"Main loop state: GetTestsConfig", &RequestFromServer}},
-        {RuntimeState::GetTagConfig, {"Main loop state: GetTagConfig", &RequestFromServer}},
-        {RuntimeState::GetUserGroups, {"Main loop state: GetUserGroups", &RequestFromServer}},
-        {RuntimeState::GetMtrConfig, {"Main loop state: GetMtrConfig", &RequestFromServer}},
-        {RuntimeState::GetCurlConfig, {"Main loop state: GetCurlConfig", &RequestFromServer}},
-        {RuntimeState::GetEteConfig, {"Main loop state: GetEteConfig", &RequestFromServer}},
-        {RuntimeState::GetInstanceAgentConfig, {"Main loop state: GetInstanceAgentConfig", &RequestFromServer}},
-        {RuntimeState::GetAccountAgentConfig, {"Main loop state: GetAccountAgentConfig", &RequestFromServer}},
+        {RuntimeState::Startup, {"Main loop state: Startup", &PostStartup}},
+        {RuntimeState::GetUserGroups, {"Main loop state: GetUserGroups", &GetUserGroups}},
         {RuntimeState::ConfigCompleted, {"Main loop state: ConfigCompleted", &ConfigCompleted}},
         // Logs its line itself, as the tunnel's status belongs to it.
         {RuntimeState::InPolling, {nullptr, &InPolling}},
@@ -64,6 +56,16 @@ StateTable MakeStateTable()
         {RuntimeState::StopRequested,
          {"The agent received a stop command from the server and will now exit.", &StopRequested}},
     };
+    for (const ConfigRequest& request : GetConfigRequests())
+    {
+        states[request.state] = {
+            request.logLine,
+            [&request](LoopContext& context)
+            {
+                RequestConfiguration(context, request);
+            }};
+    }
+    return states;
 }
 
 MainLoop::MainLoop(LoopContext& context, StateTable states) : e_context(context), m_states(std::move(states))

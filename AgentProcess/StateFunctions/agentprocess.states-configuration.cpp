@@ -1,28 +1,105 @@
 #include "agentprocess.states-configuration.hpp"
 
-#include "shared.exception-exceptions.hpp"
+#include "agentcore.messaging-agentconfig.hpp"
+#include "agentcore.ops-requests.hpp"
+#include "agentcore.ops-upgrade.hpp"
 #include "shared.log-functions.hpp"
+#include "shared.util-functions.hpp"
+
+#include <algorithm>
+#include <string>
 
 #include <msg_ids.pb.h>
 
 namespace Agent::Process::StateFunctions
 {
 
+using AgentCore::Ops::AppState;
 using AgentCore::Ops::RuntimeState;
 using WireProtocol::Comms::InboundMessage;
 
-void RequestFromServer(LoopContext&)
+namespace
 {
-    throw Shared::Exception::RuntimeException("This build asks the server for nothing yet");
+
+/// The tests come behind what they are selected by.
+constexpr std::array<ConfigRequest, 8> ConfigRequests = {
+    {{RuntimeState::GetNetworkConfig,
+      "Main loop state: GetNetworkConfig",
+      &AppState::networkConfigSeqNum,
+      "/config/network_object",
+      {}},
+     {RuntimeState::GetTestsConfig,
+      "Main loop state: GetTestsConfig",
+      &AppState::testsConfigSeqNum,
+      "",
+      {"/config/tests"}},
+     {RuntimeState::GetTagConfig, "Main loop state: GetTagConfig", &AppState::tagConfigSeqNum, "/config/tags", {}},
+     {RuntimeState::GetMtrConfig, "Main loop state: GetMtrConfig", &AppState::mtrConfigSeqNum, "/config/mtr", {}},
+     {RuntimeState::GetCurlConfig, "Main loop state: GetCurlConfig", &AppState::curlConfigSeqNum, "/config/curl", {}},
+     {RuntimeState::GetEteConfig, "Main loop state: GetEteConfig", &AppState::eteConfigSeqNum, "/config/ete", {}},
+     {RuntimeState::GetInstanceAgentConfig,
+      "Main loop state: GetInstanceAgentConfig",
+      &AppState::instanceAgentSeqNum,
+      "",
+      {"/config/agent", "/config/cversion/instance"}},
+     {RuntimeState::GetAccountAgentConfig,
+      "Main loop state: GetAccountAgentConfig",
+      &AppState::accountAgentSeqNum,
+      "",
+      {"/config/account/agent", "/config/cversion/account", "/config/self_service"}}}};
+
+void TellAnalytics(LoopContext& context)
+{
+    if (context.analytics == nullptr)
+    {
+        Shared::Log::Info("This build has no analytics to start");
+        return;
+    }
+    const AppState& appState = context.appState;
+    context.analytics->Start(
+        appState.selfServiceConfig, appState.accountAgentConfig, appState.userGroups, appState.username,
+        appState.debugMode);
+}
+
+} // namespace
+
+const std::array<ConfigRequest, 8>& GetConfigRequests() noexcept
+{
+    return ConfigRequests;
+}
+
+void PostStartup(LoopContext& context)
+{
+    context.messageResponses.Push(AgentCore::Ops::PostStartup(context.appState, context.makeQuerier));
+}
+
+void GetUserGroups(LoopContext& context)
+{
+    context.messageResponses.Push(AgentCore::Ops::GetUserGroups(context.appState, context.identity));
+}
+
+void RequestConfiguration(LoopContext& context, const ConfigRequest& request)
+{
+    const auto* const end = std::find(request.keys.begin(), request.keys.end(), nullptr);
+    const std::vector<std::string> keys(request.keys.begin(), end);
+    context.messageResponses.Push(
+        AgentCore::Ops::RequestConfig(context.appState, request.seqNumField, request.tree, keys));
 }
 
 void ConfigCompleted(LoopContext& context)
 {
-    Shared::Log::Warn("This build starts no analytics and compares no versions yet");
-    context.appState.inboundMessages.RemoveAll([](const InboundMessage& message)
-                                               { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });
-    (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
-    context.appState.runtimeStates.Push(RuntimeState::InPolling);
+    AppState& appState = context.appState;
+    TellAnalytics(context);
+    // The configuration has just been fetched.
+    appState.inboundMessages.RemoveAll([](const InboundMessage& message)
+                                       { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });
+    context.identity.EnableAutoUpdate();
+    const std::string version = AgentCore::Messaging::FindTargetVersion(appState.accountAgentConfig);
+    (void)AgentCore::Ops::CompareVersionsAndUpgrade(
+        Shared::Util::ConvertStringType(version), context.identity, context.upgradeTimer);
+    (void)context.identity.UpdateEnablement(appState.instanceAgentConfig.enabled());
+    context.configured = true;
+    appState.runtimeStates.Push(RuntimeState::InPolling);
 }
 
 } // namespace Agent::Process::StateFunctions

@@ -2,15 +2,42 @@
 
 #include "agentprocess.loopcontext.hpp"
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 namespace Agent::Process::StateFunctions
 {
 
-/// The states that send one request and wait for its answer, from `Startup` to `GetAccountAgentConfig`. There is no link
-/// to the server yet, so each throws the runtime exception that says so, and the main loop repeats it after the retry
-/// delay.
-void RequestFromServer(LoopContext& context);
+/// One state that asks for a part of the configuration.
+struct ConfigRequest
+{
+    AgentCore::Ops::RuntimeState state;
+    /// Logged on entering the state.
+    const char* logLine;
+    /// Where the request's sequence number is kept.
+    std::uint32_t AgentCore::Ops::AppState::*seqNumField;
+    /// The tree that is asked for; empty when single keys are.
+    const char* tree;
+    /// As many as there are, then null.
+    std::array<const char*, 3> keys;
+};
 
-/// Drops the change notices that came while the configuration was fetched, writes the status, and pushes `InPolling`.
+/// All of them, in the order of the chain.
+const std::array<ConfigRequest, 8>& GetConfigRequests() noexcept;
+
+// The states that send one request, block until its answer is there, and leave it as one finished response, which moves the
+// machine on in the same pass. What they throw when there is no answer lets the main loop repeat them.
+
+void PostStartup(LoopContext& context);
+void GetUserGroups(LoopContext& context);
+/// @param request one of GetConfigRequests()
+void RequestConfiguration(LoopContext& context, const ConfigRequest& request);
+
+/// What follows once the configuration is whole: the analytics are told of it, change notices that came meanwhile are
+/// dropped, the updater is allowed, an upgrade is requested if the account wants a newer version, the status is written,
+/// and `InPolling` is pushed.
 void ConfigCompleted(LoopContext& context);
 
 } // namespace Agent::Process::StateFunctions

@@ -1,6 +1,7 @@
 #include "agentprocess.states-ending.hpp"
 
-#include "shared.log-functions.hpp"
+#include "agentcore.ops-upgrade.hpp"
+#include "shared.util-functions.hpp"
 
 namespace Agent::Process::StateFunctions
 {
@@ -9,7 +10,9 @@ using AgentCore::Ops::RuntimeState;
 
 void RunUpdateTask(LoopContext& context)
 {
-    Shared::Log::Warn("This build compares no versions yet: no upgrade was requested");
+    (void)AgentCore::Ops::CompareVersionsAndUpgrade(
+        Shared::Util::ConvertStringType(context.appState.accountAgentConfig.target_version()), context.identity,
+        context.upgradeTimer);
     auto& states = context.appState.runtimeStates;
     const std::size_t below = states.Size() - 2;
     // After a failure and its retry, the entry below is the retry itself, and going back to it would go round for ever.

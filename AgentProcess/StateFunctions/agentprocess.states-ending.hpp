@@ -5,7 +5,8 @@
 namespace Agent::Process::StateFunctions
 {
 
-/// Returns to the state from which the update was asked for. No versions are compared yet.
+/// Requests the upgrade that the server asked for, if it is one, and returns to the state from which it was asked for. Throws
+/// Win32Exception when the registry cannot be used; nothing was pushed then.
 void RunUpdateTask(LoopContext& context);
 
 /// The server told the agent to stop: pushes `Stopped`, exit code 3500.

@@ -24,11 +24,11 @@ void CompleteOlderRegistration(LoopContext& context)
 void Initialise(LoopContext& context)
 {
     context.appState.inboundMessages.Clear();
-    context.appState.instanceAgentConfig.enabled = true;
+    context.appState.instanceAgentConfig.set_enabled(true);
     context.messageResponses.Clear();
     CompleteOlderRegistration(context);
     AgentCore::Ops::ReconcileRegistration(context.appState, context.identity);
-    (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
+    (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled());
 }
 
 void Register(LoopContext& context)

@@ -2,6 +2,7 @@
 
 #include "agentcore.ops-functions.hpp"
 #include "agentcore.ops-messageprocessing.hpp"
+#include "agentcore.ops-upgrade.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.time-clock.hpp"
@@ -64,8 +65,17 @@ void OnRegistryChangedInPolling(LoopContext& context)
                 context.appState.runtimeStates.Push(RuntimeState::Initialise);
                 return;
             }
-            (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled);
+            (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled());
         });
+}
+
+/// The updater has not replaced the agent yet, or has not seen that it should.
+void OnUpgradeDue(LoopContext& context)
+{
+    Shared::Log::Warn("An upgrade was initiated, but it does not appear to have yet completed. Retrying...");
+    (void)AgentCore::Ops::CompareVersionsAndUpgrade(
+        Shared::Util::ConvertStringType(context.appState.accountAgentConfig.target_version()), context.identity,
+        context.upgradeTimer);
 }
 
 void CountAttempt(LoopContext& context)
@@ -140,9 +150,9 @@ void InPolling(LoopContext& context)
          [] {
          }},
         {context.upgradeTimer.GetHandle(),
-         []
+         [&]
          {
-             Shared::Log::Warn("An upgrade was initiated, but it does not appear to have yet completed. Retrying...");
+             OnUpgradeDue(context);
          }},
         // A wake-up, so that the main loop passes at least that often.
         {context.heartbeatTimer.GetHandle(), [] {
@@ -172,7 +182,7 @@ void RetryPrevious(LoopContext& context)
             [&]
             {
                 if (AgentCore::Ops::HasIdentityChanged(context.appState, context.identity) ||
-                    context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled))
+                    context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled()))
                 {
                     states.Push(RuntimeState::Initialise);
                 }
@@ -201,7 +211,7 @@ void Disconnected(LoopContext& context)
         case WakeUp::RegistryChanged:
             ReactToRegistry(
                 context,
-                [&] { (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled); });
+                [&] { (void)context.identity.UpdateEnablement(context.appState.instanceAgentConfig.enabled()); });
             break;
         case WakeUp::Timeout:
             LookForTenant(context);

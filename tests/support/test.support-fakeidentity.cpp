@@ -2,6 +2,8 @@
 
 #include "shared.exception-exceptions.hpp"
 
+#include <stdexcept>
+
 namespace TestSupport
 {
 
@@ -93,6 +95,25 @@ std::uint32_t FakeIdentity::CalculateRetryDelay(std::uint32_t attempt)
 {
     attempts.push_back(attempt);
     return delayMs;
+}
+
+std::wstring FakeIdentity::GetInstalledVersion()
+{
+    return installedVersion;
+}
+
+void FakeIdentity::SetTargetVersion(const std::wstring& version)
+{
+    if (targetVersionFails)
+    {
+        throw std::runtime_error("the target version cannot be written");
+    }
+    targetVersions.push_back(version);
+}
+
+void FakeIdentity::EnableAutoUpdate()
+{
+    ++autoUpdateEnablings;
 }
 
 } // namespace TestSupport

@@ -28,6 +28,9 @@ public:
     void RefreshServer(Shared::AppSettings::AppSettings& settings) override;
     bool UpdateEnablement(bool remoteEnabled) override;
     std::uint32_t CalculateRetryDelay(std::uint32_t attempt) override;
+    std::wstring GetInstalledVersion() override;
+    void SetTargetVersion(const std::wstring& version) override;
+    void EnableAutoUpdate() override;
 
     /// What the VPN client tells.
     Shared::AppSettings::VpnConnectionInfo vpnInfo;
@@ -52,6 +55,13 @@ public:
     /// What every delay is; the attempts that it was asked for are kept.
     std::uint32_t delayMs = 1;
     std::vector<std::uint32_t> attempts;
+
+    /// What is installed, and what the updater was told, one entry for each time.
+    std::wstring installedVersion;
+    std::vector<std::wstring> targetVersions;
+    /// Throws from SetTargetVersion().
+    bool targetVersionFails = false;
+    int autoUpdateEnablings = 0;
 };
 
 } // namespace TestSupport

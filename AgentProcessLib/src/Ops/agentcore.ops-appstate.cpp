@@ -20,6 +20,8 @@ AppState::AppState()
           static_cast<std::uint32_t>(Shared::Util::GeneratePseudorandomInt(LowestFirstSeqNum, HighestFirstSeqNum)))
 {
     runtimeStates.Push(RuntimeState::Initialise);
+    // Until the server says something else.
+    instanceAgentConfig.set_enabled(true);
 }
 
 } // namespace AgentCore::Ops

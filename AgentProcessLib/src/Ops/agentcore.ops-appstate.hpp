@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agentcore.messaging-configobjects.hpp"
 #include "agentcore.ops-runtimestate.hpp"
 #include "agentcore.polling-temporalvalues.hpp"
 #include "shared.appsettings-appsettings.hpp"
@@ -9,16 +10,15 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
+
+#include <config.pb.h>
+#include <hardware.pb.h>
+#include <self_service.pb.h>
+#include <user_groups.pb.h>
 
 namespace AgentCore::Ops
 {
-
-/// What the server says of this instance of the agent.
-struct InstanceAgentConfig
-{
-    /// The server's switch for network tests.
-    bool enabled = true;
-};
 
 /// The state bag of the main loop. Only the main thread touches it, but for the two message queues, which the connector
 /// worker shares. It is copied by value for every poll worker; a copy has queues of its own with the same content.
@@ -35,19 +35,38 @@ struct AppState
     /// Read by the connector worker.
     Shared::Concurrency::ThreadSafeQueue<WireProtocol::Comms::OutboundMessage> outboundMessages;
 
-    // Sequence numbers of the latest request for each part of the configuration.
+    /// As the start-up post told them.
+    std::vector<LogicalDisk> logicalDrives;
+
+    // The configuration. Each answer of the server replaces its part whole, and the sequence number of the latest request
+    // for it says which answer that is.
     std::uint32_t mtrConfigSeqNum = 0;
+    std::vector<Messaging::MtrTest> mtrTests;
     std::uint32_t networkConfigSeqNum = 0;
+    std::vector<Messaging::NetworkObject> networkObjects;
     std::uint32_t testsConfigSeqNum = 0;
+    Messaging::TestMap tests;
     std::uint32_t eteConfigSeqNum = 0;
+    std::vector<Messaging::MtrTest> eteTests;
     std::uint32_t curlConfigSeqNum = 0;
+    std::vector<Messaging::CurlTest> curlTests;
     std::uint32_t tagConfigSeqNum = 0;
+    std::vector<Messaging::Tag> tags;
     std::uint32_t accountAgentSeqNum = 0;
+    Config::Account::Agent accountAgentConfig;
+    std::uint64_t accountConfigVersion = 0;
     std::uint32_t instanceAgentSeqNum = 0;
-    InstanceAgentConfig instanceAgentConfig;
+    /// Its `enabled` is the server's switch for network tests.
+    Config::Agent instanceAgentConfig;
+    std::uint64_t instanceConfigVersion = 0;
 
     /// The user that the last user-groups request named.
     std::wstring username;
+    /// What the server says of that user.
+    UserGroups userGroups;
+    SelfServiceConfiguration selfServiceConfig;
+    /// The addresses of all end-to-end tests.
+    std::vector<Messaging::TestConfiguration> testConfigurations;
     bool debugMode = false;
     /// The last sequence number used; every request increments it first. Starts from 1 to 20000, nothing resets it.
     std::uint32_t nextSeqNum = 0;

@@ -2,15 +2,14 @@
 
 #include "agentcore.messaging-responsehelper.hpp"
 #include "agentcore.ops-exceptions.hpp"
+#include "agentcore.ops-requests.hpp"
 #include "agentcore.polling-temporalvalues.hpp"
 #include "shared.appsettings-appsettingsloader.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
-#include "shared.protobuf-functions.hpp"
 #include "shared.time-clock.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.util-time.hpp"
-#include "wireprotocol.comms-functions.hpp"
 
 #include <algorithm>
 #include <cstddef>
@@ -19,7 +18,6 @@
 #include <vector>
 
 #include <agent_kinds.pb.h>
-#include <component.pb.h>
 #include <fmt/format.h>
 #include <msg_ids.pb.h>
 
@@ -267,11 +265,7 @@ void SendRegister(
     {
         *request.add_norvik_username() = username;
     }
-    WireProtocol::Comms::OutboundMessage message;
-    message.Data = WireProtocol::Comms::Serialise(
-        Messages::MSGIDS_AGENT_REGISTER_REQUEST, COMPONENT_AGENT_SERVER, Shared::Protobuf::GenerateJSONFrom(request),
-        ++appState.nextSeqNum, 0);
-    appState.outboundMessages.Push(std::move(message));
+    (void)SendToServer(appState, Messages::MSGIDS_AGENT_REGISTER_REQUEST, request);
 }
 
 std::optional<std::wstring> ProcessRegistrationResponse(

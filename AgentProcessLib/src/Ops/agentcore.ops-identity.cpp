@@ -99,4 +99,19 @@ std::uint32_t RegistryIdentity::CalculateRetryDelay(std::uint32_t attempt)
     return Settings::CalculateRetryDelay(attempt);
 }
 
+std::wstring RegistryIdentity::GetInstalledVersion()
+{
+    return Settings::GetInstalledVersion();
+}
+
+void RegistryIdentity::SetTargetVersion(const std::wstring& version)
+{
+    Settings::SetTargetVersion(version);
+}
+
+void RegistryIdentity::EnableAutoUpdate()
+{
+    Settings::EnableAutoUpdate();
+}
+
 } // namespace AgentCore::Ops

@@ -59,6 +59,13 @@ public:
     virtual bool UpdateEnablement(bool remoteEnabled) = 0;
     /// Milliseconds before the given attempt.
     virtual std::uint32_t CalculateRetryDelay(std::uint32_t attempt) = 0;
+
+    /// The version that is installed now. Throws Win32Exception.
+    virtual std::wstring GetInstalledVersion() = 0;
+    /// Tells the updater which version to install; each call anew. Throws Win32Exception.
+    virtual void SetTargetVersion(const std::wstring& version) = 0;
+    /// Lets the updater replace the agent. Never throws for a value that cannot be written.
+    virtual void EnableAutoUpdate() = 0;
 };
 
 /// The real one, on the registry.
@@ -82,6 +89,9 @@ public:
     void RefreshServer(Shared::AppSettings::AppSettings& settings) override;
     bool UpdateEnablement(bool remoteEnabled) override;
     std::uint32_t CalculateRetryDelay(std::uint32_t attempt) override;
+    std::wstring GetInstalledVersion() override;
+    void SetTargetVersion(const std::wstring& version) override;
+    void EnableAutoUpdate() override;
 
 private:
     Shared::Crypto::SensitiveString m_key;

@@ -1,11 +1,14 @@
 #include "agentcore.ops-messageprocessing.hpp"
 
+#include "agentcore.messaging-agentconfig.hpp"
+#include "agentcore.messaging-objectgenerator.hpp"
 #include "agentcore.messaging-pollresponse.hpp"
 #include "agentcore.messaging-responsehelper.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.time-clock.hpp"
+#include "shared.util-functions.hpp"
 #include "wireprotocol.comms-functions.hpp"
 
 #include <algorithm>
@@ -26,24 +29,92 @@ namespace
 
 using Messaging::MessageResponse;
 using Messaging::MessageResponseStatus;
+using Shared::Util::ConvertStringType;
 
-/// One request for configuration: where its sequence number is kept, and what follows its answer.
+/// One request for configuration: where its sequence number is kept, what takes its answer in, and what follows.
 struct ConfigStep
 {
     std::uint32_t AppState::*seqNum;
+    void (*store)(const std::string& payload, AppState& appState);
     RuntimeState next;
 };
 
+/// Whom the tests are selected for, in the texts of the server.
+struct Subject
+{
+    std::string agentUuid;
+    std::string username;
+};
+
+Subject GetSubject(const AppState& appState)
+{
+    return {ConvertStringType(appState.settings.agentUuid), ConvertStringType(appState.username)};
+}
+
+void StoreNetworkObjects(const std::string& payload, AppState& appState)
+{
+    Messaging::ProcessNetworkObjectConfigMessage(payload, appState.networkObjects);
+}
+
+void StoreTests(const std::string& payload, AppState& appState)
+{
+    Messaging::ProcessTestsConfigMessage(payload, GetSubject(appState).agentUuid, appState.tests);
+}
+
+void StoreTags(const std::string& payload, AppState& appState)
+{
+    Messaging::ProcessTagConfigMessage(payload, appState.tags, GetSubject(appState).agentUuid);
+}
+
+void StoreMtrTests(const std::string& payload, AppState& appState)
+{
+    const Subject subject = GetSubject(appState);
+    Messaging::ProcessMtrConfigMessage(
+        payload, appState.mtrTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
+        subject.username);
+}
+
+void StoreCurlTests(const std::string& payload, AppState& appState)
+{
+    const Subject subject = GetSubject(appState);
+    Messaging::ProcessCurlConfigMessage(
+        payload, appState.curlTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
+        subject.username);
+}
+
+void StoreEteTests(const std::string& payload, AppState& appState)
+{
+    const Subject subject = GetSubject(appState);
+    Messaging::ProcessEteConfigMessage(
+        payload, appState.eteTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
+        subject.username);
+    appState.testConfigurations =
+        Messaging::BuildTestConfigurations(appState.eteTests, appState.curlTests, appState.networkObjects);
+}
+
+void StoreInstanceAgent(const std::string& payload, AppState& appState)
+{
+    Messaging::ProcessInstanceAgentConfigMessage(
+        payload, appState.instanceAgentConfig, appState.instanceConfigVersion, GetSubject(appState).agentUuid);
+}
+
+void StoreAccountAgent(const std::string& payload, AppState& appState)
+{
+    Messaging::ProcessAccountAgentConfigMessage(
+        payload, appState.accountAgentConfig, appState.selfServiceConfig, appState.accountConfigVersion,
+        GetSubject(appState).agentUuid);
+}
+
 /// In the order in which an answer's sequence number is compared.
 constexpr std::array<ConfigStep, 8> ConfigSteps = {
-    {{&AppState::networkConfigSeqNum, RuntimeState::GetTestsConfig},
-     {&AppState::testsConfigSeqNum, RuntimeState::GetTagConfig},
-     {&AppState::tagConfigSeqNum, RuntimeState::GetUserGroups},
-     {&AppState::mtrConfigSeqNum, RuntimeState::GetCurlConfig},
-     {&AppState::curlConfigSeqNum, RuntimeState::GetEteConfig},
-     {&AppState::eteConfigSeqNum, RuntimeState::GetInstanceAgentConfig},
-     {&AppState::instanceAgentSeqNum, RuntimeState::GetAccountAgentConfig},
-     {&AppState::accountAgentSeqNum, RuntimeState::ConfigCompleted}}};
+    {{&AppState::networkConfigSeqNum, &StoreNetworkObjects, RuntimeState::GetTestsConfig},
+     {&AppState::testsConfigSeqNum, &StoreTests, RuntimeState::GetTagConfig},
+     {&AppState::tagConfigSeqNum, &StoreTags, RuntimeState::GetUserGroups},
+     {&AppState::mtrConfigSeqNum, &StoreMtrTests, RuntimeState::GetCurlConfig},
+     {&AppState::curlConfigSeqNum, &StoreCurlTests, RuntimeState::GetEteConfig},
+     {&AppState::eteConfigSeqNum, &StoreEteTests, RuntimeState::GetInstanceAgentConfig},
+     {&AppState::instanceAgentSeqNum, &StoreInstanceAgent, RuntimeState::GetAccountAgentConfig},
+     {&AppState::accountAgentSeqNum, &StoreAccountAgent, RuntimeState::ConfigCompleted}}};
 
 /// One kind of failed exchange: known by up to two ids, or by the sequence number of its request.
 struct FailedStep
@@ -181,13 +252,12 @@ void OnConfigResponse(AppState& appState, const MessageResponse& message)
         [&](const ConfigStep& candidate) { return Answers(appState.*candidate.seqNum, message); });
     if (step != ConfigSteps.end())
     {
-        Shared::Log::Warn(
-            "This build does not read configurations yet: the answer with seq_num {} was not stored", message.SeqNum);
+        step->store(message.Payload, appState);
         appState.runtimeStates.Push(step->next);
     }
 }
 
-void OnUserGroups(AppState& appState)
+void OnUserGroups(AppState& appState, const MessageResponse& message)
 {
     if (!appState.runtimeStates.IsCurrent(RuntimeState::GetUserGroups))
     {
@@ -195,7 +265,7 @@ void OnUserGroups(AppState& appState)
         appState.runtimeStates.Push(RuntimeState::Initialise);
         return;
     }
-    Shared::Log::Warn("This build does not read user groups yet: the notification was not stored");
+    appState.userGroups = Messaging::ParseUserGroupsNotification(message.Payload);
     appState.runtimeStates.Push(RuntimeState::GetMtrConfig);
 }
 
@@ -205,9 +275,9 @@ void OnConfigChanges(AppState& appState)
     appState.runtimeStates.Push(RuntimeState::Initialise);
 }
 
-void OnUpdateRequest(AppState& appState)
+void OnUpdateRequest(AppState& appState, const MessageResponse& message)
 {
-    Shared::Log::Warn("This build does not read update requests yet: the target version is unknown");
+    Messaging::ParseUpdateRequest(message.Payload, appState.accountAgentConfig);
     appState.runtimeStates.Push(RuntimeState::RunUpdateTask);
 }
 
@@ -300,13 +370,13 @@ void ProcessSuccessfulMessage(AppState& appState, const MessageResponse& message
         OnConfigResponse(appState, message);
         break;
     case Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION:
-        OnUserGroups(appState);
+        OnUserGroups(appState, message);
         break;
     case Messages::MSGIDS_CONFIG_CHANGES:
         OnConfigChanges(appState);
         break;
     case Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST:
-        OnUpdateRequest(appState);
+        OnUpdateRequest(appState, message);
         break;
     default:
         break;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <rapidjson/document.h>
@@ -291,6 +292,11 @@ bool IsUtf8(std::string_view text)
     return Util::Utf8::DropInvalid(text).size() == text.size();
 }
 
+std::string_view TextOf(const Value& text)
+{
+    return {text.GetString(), text.GetStringLength()};
+}
+
 const Value* AsValue(const void* value)
 {
     return static_cast<const Value*>(value);
@@ -378,40 +384,63 @@ Util::Nullable<double> RapidJsonValue::GetDouble() const
 
 Util::Nullable<std::string> RapidJsonValue::GetString() const
 {
+    const auto text = GetStringView();
+    return text.HasValue() ? Util::Nullable<std::string>(std::string(text.GetValue())) : Util::Nullable<std::string>();
+}
+
+Util::Nullable<std::string_view> RapidJsonValue::GetStringView() const
+{
     if (HasValue() && AsValue(e_value)->IsString())
     {
-        return std::string(AsValue(e_value)->GetString(), AsValue(e_value)->GetStringLength());
+        return TextOf(*AsValue(e_value));
     }
     return {};
 }
 
-std::vector<RapidJsonMember> RapidJsonValue::GetMembers() const
+RapidJsonMembers RapidJsonValue::GetMembers() const
 {
-    std::vector<RapidJsonMember> members;
-    if (IsObject())
+    if (IsObject() && !AsValue(e_value)->ObjectEmpty())
     {
-        members.reserve(AsValue(e_value)->MemberCount());
-        for (const auto& member : AsValue(e_value)->GetObject())
-        {
-            members.push_back(
-                {{member.name.GetString(), member.name.GetStringLength()}, RapidJsonValue(&member.value)});
-        }
+        return {&*AsValue(e_value)->MemberBegin(), AsValue(e_value)->MemberCount()};
     }
-    return members;
+    return {};
 }
 
-std::vector<RapidJsonValue> RapidJsonValue::GetElements() const
+RapidJsonElements RapidJsonValue::GetElements() const
 {
-    std::vector<RapidJsonValue> elements;
     if (IsArray())
     {
-        elements.reserve(AsValue(e_value)->Size());
-        for (const auto& element : AsValue(e_value)->GetArray())
+        return {AsValue(e_value)->Begin(), AsValue(e_value)->Size()};
+    }
+    return {};
+}
+
+RapidJsonValue RapidJsonValue::GetMember(std::string_view name) const noexcept
+{
+    if (IsObject())
+    {
+        for (const auto& member : AsValue(e_value)->GetObject())
         {
-            elements.push_back(RapidJsonValue(&element));
+            if (TextOf(member.name) == name)
+            {
+                return RapidJsonValue(&member.value);
+            }
         }
     }
-    return elements;
+    return {};
+}
+
+template <>
+RapidJsonMember RapidJsonMembers::At(const void* items, std::size_t index)
+{
+    const auto& member = static_cast<const Value::Member*>(items)[index];
+    return {TextOf(member.name), RapidJsonValue(&member.value)};
+}
+
+template <>
+RapidJsonValue RapidJsonElements::At(const void* items, std::size_t index)
+{
+    return RapidJsonValue(&static_cast<const Value*>(items)[index]);
 }
 
 RapidJsonValue RapidJsonValue::GetOptionalValueByPath(std::string_view path) const

@@ -4,16 +4,109 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace Shared::Json
 {
 
 class RapidJsonDocument;
+class RapidJsonValue;
 struct RapidJsonMember;
+
+/// The members of an object or the elements of an array, in the order of the text. Valid as long as a look at their owner;
+/// cheap to copy. Items are made as they are asked for.
+template <typename Item>
+class RapidJsonRange
+{
+public:
+    /// Walks through the items. Comparable within one range.
+    class Iterator
+    {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = Item;
+        using difference_type = std::ptrdiff_t;
+        using pointer = void;
+        using reference = Item;
+
+        Item operator*() const
+        {
+            return At(e_items, m_index);
+        }
+
+        Iterator& operator++()
+        {
+            ++m_index;
+            return *this;
+        }
+
+        Iterator operator++(int)
+        {
+            const Iterator before = *this;
+            ++m_index;
+            return before;
+        }
+
+        bool operator==(const Iterator& other) const = default;
+
+    private:
+        friend class RapidJsonRange;
+
+        Iterator(const void* items, std::size_t index) : e_items(items), m_index(index)
+        {
+        }
+
+        const void* e_items;
+        std::size_t m_index;
+    };
+
+    /// Of no items.
+    RapidJsonRange() = default;
+
+    bool empty() const
+    {
+        return m_size == 0;
+    }
+
+    std::size_t size() const
+    {
+        return m_size;
+    }
+
+    /// @param index below size()
+    Item operator[](std::size_t index) const
+    {
+        return At(e_items, index);
+    }
+
+    Iterator begin() const
+    {
+        return {e_items, 0};
+    }
+
+    Iterator end() const
+    {
+        return {e_items, m_size};
+    }
+
+private:
+    friend class RapidJsonValue;
+
+    RapidJsonRange(const void* items, std::size_t size) : e_items(items), m_size(size)
+    {
+    }
+
+    static Item At(const void* items, std::size_t index);
+
+    const void* e_items = nullptr;
+    std::size_t m_size = 0;
+};
+
+using RapidJsonMembers = RapidJsonRange<RapidJsonMember>;
+using RapidJsonElements = RapidJsonRange<RapidJsonValue>;
 
 /// A look at one value of a document, or at nothing. Valid while the document lives and nothing is added to it; moving
 /// the document keeps it valid. Cheap to copy.
@@ -42,11 +135,15 @@ public:
     Util::Nullable<double> GetDouble() const;
     /// Valid UTF-8, null characters included.
     Util::Nullable<std::string> GetString() const;
+    /// The same without a copy: valid as long as this look.
+    Util::Nullable<std::string_view> GetStringView() const;
 
-    /// The members in the order of the text, also those whose name comes twice; empty unless this is an object.
-    std::vector<RapidJsonMember> GetMembers() const;
-    /// The elements in order; empty unless this is an array.
-    std::vector<RapidJsonValue> GetElements() const;
+    /// The members, also those whose name comes twice; none unless this is an object.
+    RapidJsonMembers GetMembers() const;
+    /// The elements; none unless this is an array.
+    RapidJsonElements GetElements() const;
+    /// The first member of that name, or nothing. `name` is taken as it stands, and not as a path.
+    RapidJsonValue GetMember(std::string_view name) const noexcept;
 
     /// What the JSON pointer `path` (RFC 6901) leads to from here, or nothing. A path without "/" at its front is taken as
     /// if it had one. Of members with the same name the first counts; a null character ends the name it stands in.
@@ -61,6 +158,8 @@ public:
 
 private:
     friend class RapidJsonDocument;
+    friend class RapidJsonRange<RapidJsonMember>;
+    friend class RapidJsonRange<RapidJsonValue>;
 
     explicit RapidJsonValue(const void* value) noexcept;
 
@@ -73,6 +172,11 @@ struct RapidJsonMember
     std::string_view name;
     RapidJsonValue value;
 };
+
+template <>
+RapidJsonMember RapidJsonMembers::At(const void* items, std::size_t index);
+template <>
+RapidJsonValue RapidJsonElements::At(const void* items, std::size_t index);
 
 /// Owns a parsed JSON text. For one thread at a time.
 ///

@@ -48,6 +48,12 @@ std::string ExceptionLine(std::string_view text, const std::exception& exception
         at.file, at.line, at.column, text, exception.what());
 }
 
+std::string PlaceLine(std::string_view text, const SourceLocation& at)
+{
+    return fmt::format(
+        "Error in function {}() of file {}:{}:{} ---> {}", at.function, at.file, at.line, at.column, text);
+}
+
 } // namespace
 
 bool IsEnabled(Level level) noexcept
@@ -86,14 +92,12 @@ void LogExceptionWarning(
 
 void LogErrorAt(std::string_view text, const std::source_location& where) noexcept
 {
-    WriteBuilt(
-        Level::Error, text,
-        [&]
-        {
-            const SourceLocation at(where);
-            return fmt::format(
-                "Error in function {}() of file {}:{}:{} ---> {}", at.function, at.file, at.line, at.column, text);
-        });
+    WriteBuilt(Level::Error, text, [&] { return PlaceLine(text, SourceLocation(where)); });
+}
+
+void LogWarningAt(std::string_view text, const SourceLocation& where) noexcept
+{
+    WriteBuilt(Level::Warning, text, [&] { return PlaceLine(text, where); });
 }
 
 } // namespace Shared::Log

@@ -9,6 +9,11 @@
 
 #include <fmt/format.h>
 
+namespace Shared::Exception
+{
+struct SourceLocation;
+} // namespace Shared::Exception
+
 namespace Shared::Log
 {
 
@@ -85,5 +90,8 @@ void LogExceptionWarning(
 /// Logs a failure for which nothing was thrown, at level error: "Error in function {}() of file {}:{}:{} ---> {}" with
 /// function, file, line, column and text. Never throws.
 void LogErrorAt(std::string_view text, const std::source_location& where = std::source_location::current()) noexcept;
+
+/// The same line at level warning, for a place that is not named after the function around it.
+void LogWarningAt(std::string_view text, const Exception::SourceLocation& where) noexcept;
 
 } // namespace Shared::Log

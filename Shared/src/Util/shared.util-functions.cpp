@@ -15,17 +15,26 @@ namespace
 {
 
 template <typename Char>
+Char LowerCharacter(Char character)
+{
+    const bool isUpper = character >= Char{'A'} && character <= Char{'Z'};
+    return isUpper ? static_cast<Char>(character - Char{'A'} + Char{'a'}) : character;
+}
+
+template <typename Char>
 std::basic_string<Char> LowerText(std::basic_string_view<Char> text)
 {
     std::basic_string<Char> lowered{text};
-    for (auto& character : lowered)
-    {
-        if (character >= Char{'A'} && character <= Char{'Z'})
-        {
-            character = static_cast<Char>(character - Char{'A'} + Char{'a'});
-        }
-    }
+    std::transform(lowered.begin(), lowered.end(), lowered.begin(), LowerCharacter<Char>);
     return lowered;
+}
+
+template <typename Char>
+bool AreEqualLowered(std::basic_string_view<Char> first, std::basic_string_view<Char> second)
+{
+    return std::equal(
+        first.begin(), first.end(), second.begin(), second.end(),
+        [](Char one, Char other) { return LowerCharacter(one) == LowerCharacter(other); });
 }
 
 template <typename Char>
@@ -105,12 +114,12 @@ std::wstring ToLower(std::wstring_view text)
 
 bool EqualsIgnoreCase(std::string_view first, std::string_view second)
 {
-    return ToLower(first) == ToLower(second);
+    return AreEqualLowered(first, second);
 }
 
 bool EqualsIgnoreCase(std::wstring_view first, std::wstring_view second)
 {
-    return ToLower(first) == ToLower(second);
+    return AreEqualLowered(first, second);
 }
 
 std::vector<std::string> Split(std::string_view text, std::string_view separator)

@@ -144,7 +144,7 @@ private:
 
     void ReadObject(const RapidJsonValue* value, int level)
     {
-        const auto members = value == nullptr ? std::vector<Shared::Json::RapidJsonMember>() : value->GetMembers();
+        const auto members = value == nullptr ? Shared::Json::RapidJsonMembers() : value->GetMembers();
         Require(value == nullptr || value->IsObject());
         Take();
         SkipSpace();
@@ -170,7 +170,7 @@ private:
 
     void ReadArray(const RapidJsonValue* value, int level)
     {
-        const auto elements = value == nullptr ? std::vector<RapidJsonValue>() : value->GetElements();
+        const auto elements = value == nullptr ? Shared::Json::RapidJsonElements() : value->GetElements();
         Require(value == nullptr || value->IsArray());
         Take();
         SkipSpace();
@@ -436,7 +436,7 @@ std::optional<RapidJsonValue> FindSlowly(RapidJsonValue value, std::string_view 
         {
             next = std::to_string(i) == name ? elements[i] : next;
         }
-        value = member != members.end() ? member->value : next;
+        value = member != members.end() ? (*member).value : next;
     }
     return value;
 }

@@ -27,11 +27,11 @@ TEST_F(RegistrationStatesTest, InitialiseForgetsWhatWaitsAndTrustsTheServersSwit
 {
     m_state.inboundMessages.Push({});
     PushResponse(24101, MessageResponseStatus::Success);
-    m_state.instanceAgentConfig.enabled = false;
+    m_state.instanceAgentConfig.set_enabled(false);
     StateFunctions::Initialise(m_context);
     EXPECT_TRUE(m_state.inboundMessages.Empty());
     EXPECT_TRUE(m_responses.Empty());
-    EXPECT_TRUE(m_state.instanceAgentConfig.enabled);
+    EXPECT_TRUE(m_state.instanceAgentConfig.enabled());
     EXPECT_EQ(m_identity.enablementUpdates, 1);
 }
 

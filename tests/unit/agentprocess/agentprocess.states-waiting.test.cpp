@@ -109,15 +109,18 @@ TEST_F(WaitingStatesTest, TheHeartbeatEndsTheWaitAndDoesNothing)
     EXPECT_EQ(m_identity.enablementUpdates, 0);
 }
 
-TEST_F(WaitingStatesTest, TheUpgradeTimerIsReported)
+TEST_F(WaitingStatesTest, TheUpgradeTimerIsReportedAndTheUpgradeRequestedAgain)
 {
     SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_identity.installedVersion = L"3.2";
+    m_state.accountAgentConfig.set_target_version("3.3");
     m_upgradeTimer.SetTimerInMillis(0, 0);
     StateFunctions::InPolling(m_context);
     EXPECT_EQ(
         m_log.Count(
             Level::Warning, "An upgrade was initiated, but it does not appear to have yet completed. Retrying..."),
         1U);
+    EXPECT_THAT(m_identity.targetVersions, ElementsAre(L"3.3"));
 }
 
 TEST_F(WaitingStatesTest, ARetryReturnsToTheStateBelowAfterItsDelay)

@@ -4,6 +4,9 @@
 #include "shared.time-clockcontrol.hpp"
 #include "shared.winreg-administration.hpp"
 
+#include <memory>
+#include <stdexcept>
+
 namespace TestSupport
 {
 
@@ -22,8 +25,20 @@ MainLoopTest::MainLoopTest()
       m_registryChanged(false, false),
       m_upgradeTimer(false, false),
       m_heartbeatTimer(false, false),
-      m_context{m_state,           m_identity,  m_link,         m_agentKey,      m_stopEvent,
-                m_registryChanged, m_responses, m_upgradeTimer, m_heartbeatTimer}
+      m_context{
+          m_state,
+          m_identity,
+          m_link,
+          m_agentKey,
+          m_stopEvent,
+          m_registryChanged,
+          m_responses,
+          m_upgradeTimer,
+          m_heartbeatTimer,
+          []() -> std::shared_ptr<AgentCore::System::SystemQuerier>
+          {
+              throw std::runtime_error("no inventory here");
+          }}
 {
     AgentCore::Ops::ResetRouterFeatures();
     WinReg::CreateKey(WinReg::Root::LocalMachine, Paths::Agent);

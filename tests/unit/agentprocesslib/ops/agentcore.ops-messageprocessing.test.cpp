@@ -9,9 +9,12 @@
 #include "shared.winreg-administration.hpp"
 #include "shared.winreg-functions.hpp"
 #include "test.support-capturedlog.hpp"
+#include "test.support-exceptions.hpp"
 #include "test.support-settingsstore.hpp"
 #include "wireprotocol.comms-functions.hpp"
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,6 +36,7 @@ using AgentCore::Ops::AppState;
 using AgentCore::Ops::MessageResponses;
 using AgentCore::Ops::RuntimeState;
 using Shared::Log::Level;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 namespace WinReg = Shared::WinReg;
 
@@ -198,23 +202,96 @@ TEST_F(MessageProcessingTest, AnUnreadablePollResponseIsAnException)
         Shared::Exception::RuntimeException);
 }
 
-TEST_F(MessageProcessingTest, EachConfigurationAnswerLeadsToTheNextState)
+/// The answers to the requests of the chain, in its order, for the agent "agent" of the user "D\\anna".
+struct ChainAnswer
 {
-    const std::vector<std::pair<std::uint32_t AppState::*, RuntimeState>> steps = {
-        {&AppState::networkConfigSeqNum, RuntimeState::GetTestsConfig},
-        {&AppState::testsConfigSeqNum, RuntimeState::GetTagConfig},
-        {&AppState::tagConfigSeqNum, RuntimeState::GetUserGroups},
-        {&AppState::mtrConfigSeqNum, RuntimeState::GetCurlConfig},
-        {&AppState::curlConfigSeqNum, RuntimeState::GetEteConfig},
-        {&AppState::eteConfigSeqNum, RuntimeState::GetInstanceAgentConfig},
-        {&AppState::instanceAgentSeqNum, RuntimeState::GetAccountAgentConfig},
-        {&AppState::accountAgentSeqNum, RuntimeState::ConfigCompleted}};
+    std::uint32_t AppState::*field;
+    const char* payload;
+    RuntimeState next;
+};
+
+constexpr std::array<ChainAnswer, 3> BeforeUserGroups = {
+    {{&AppState::networkConfigSeqNum,
+      R"({"success":true,"values":{"agent":{"n1":{"uuid":"u1","name":"one","domains":["a.example"],"ips":["10.0.0.1"]}}}})",
+      RuntimeState::GetTestsConfig},
+     {&AppState::testsConfigSeqNum,
+      R"({"success":true,"values":{"agent":{"/config/tests":{
+          "/config/mtr/m1":{"enabled":true,"priority":2},"/config/mtr/m2":{"enabled":true,"priority":1},
+          "/config/curl/c1":{"enabled":true},"/config/ete/e1":{"enabled":true}}}}})",
+      RuntimeState::GetTagConfig},
+     {&AppState::tagConfigSeqNum, R"({"success":true,"values":{"agent":{"t1":"here"}}})",
+      RuntimeState::GetUserGroups}}};
+
+constexpr std::array<ChainAnswer, 5> BehindUserGroups = {
+    {{&AppState::mtrConfigSeqNum,
+      R"({"success":true,"values":{"agent":{
+          "m1":{"netobj":"u1","tags":["/config/tags/t1"],"mtr":{}},
+          "m2":{"netobj":"u1","tags":[],"users":["d\\ANNA"],"groups":[],"mtr":{}},
+          "m3":{"netobj":"u1","tags":[],"users":[],"groups":["others"],"mtr":{}}}}})",
+      RuntimeState::GetCurlConfig},
+     {&AppState::curlConfigSeqNum,
+      R"({"success":true,"values":{"agent":{"c1":{"netobj":"u1","tags":[],"instances":["agent"],"curl":{}}}}})",
+      RuntimeState::GetEteConfig},
+     {&AppState::eteConfigSeqNum,
+      R"({"success":true,"values":{"agent":{
+          "e1":{"netobj":"u1","tags":[],"users":[],"groups":["STAFF"],"mtr":{"port":443}}}}})",
+      RuntimeState::GetInstanceAgentConfig},
+     {&AppState::instanceAgentSeqNum,
+      R"({"success":true,"values":{"agent":{"/config/agent":{"enabled":false},"/config/cversion/instance":7}}})",
+      RuntimeState::GetAccountAgentConfig},
+     {&AppState::accountAgentSeqNum,
+      R"({"success":true,"values":{"agent":{"/config/account/agent":{"target_version":"9.9"},
+          "/config/cversion/account":8,"/config/self_service":{"enabled":true}}}})",
+      RuntimeState::ConfigCompleted}}};
+
+TEST_F(MessageProcessingTest, EachConfigurationAnswerIsStoredAndLeadsToTheNextState)
+{
+    m_state.settings.agentUuid = L"agent";
+    m_state.username = L"D\\anna";
     std::uint32_t number = 100;
-    for (const auto& [field, next] : steps)
+    const auto answer = [&](const ChainAnswer& step)
     {
-        m_state.*field = ++number;
-        Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, number);
-        EXPECT_EQ(Top(), next);
+        m_state.*step.field = ++number;
+        Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, number, step.payload);
+        EXPECT_EQ(Top(), step.next);
+    };
+    std::for_each(BeforeUserGroups.begin(), BeforeUserGroups.end(), answer);
+    Process(
+        Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION, MessageResponseStatus::Success, 0, R"({"groups":["staff"]})");
+    EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
+    std::for_each(BehindUserGroups.begin(), BehindUserGroups.end(), answer);
+
+    ASSERT_EQ(m_state.networkObjects.size(), 1U);
+    EXPECT_EQ(m_state.tests.size(), 4U);
+    ASSERT_EQ(m_state.tags.size(), 1U);
+    EXPECT_THAT(m_state.userGroups.groups(), ElementsAre("staff"));
+    ASSERT_EQ(m_state.mtrTests.size(), 2U);
+    EXPECT_EQ(m_state.mtrTests[0].id, "m2");
+    EXPECT_EQ(m_state.mtrTests[1].id, "m1");
+    ASSERT_EQ(m_state.curlTests.size(), 1U);
+    ASSERT_EQ(m_state.eteTests.size(), 1U);
+    ASSERT_EQ(m_state.testConfigurations.size(), 2U);
+    EXPECT_EQ(m_state.testConfigurations[0].target, L"a.example");
+    EXPECT_TRUE(m_state.testConfigurations[0].hasCurlTest);
+    EXPECT_EQ(m_state.testConfigurations[1].target, L"10.0.0.1");
+    EXPECT_FALSE(m_state.instanceAgentConfig.enabled());
+    EXPECT_EQ(m_state.instanceConfigVersion, 7U);
+    EXPECT_EQ(m_state.accountAgentConfig.target_version(), "9.9");
+    EXPECT_EQ(m_state.accountConfigVersion, 8U);
+    EXPECT_TRUE(m_state.selfServiceConfig.enabled());
+}
+
+TEST_F(MessageProcessingTest, AConfigurationThatIsNoJsonLeavesTheState)
+{
+    for (const auto& [field, payload, next] : BeforeUserGroups)
+    {
+        Enter(RuntimeState::GetTagConfig);
+        m_state.*field = 50;
+        EXPECT_THROW(
+            Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 50, "{"),
+            Shared::Exception::RuntimeException);
+        EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
+        m_state.*field = 0;
     }
 }
 
@@ -230,8 +307,11 @@ TEST_F(MessageProcessingTest, AConfigurationAnswerThatNobodyAskedForHasNoEffect)
 TEST_F(MessageProcessingTest, UserGroupsLeadOnFromTheirStateAndRestartFromEveryOther)
 {
     Enter(RuntimeState::GetUserGroups);
-    Process(Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
+    Process(
+        Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION, MessageResponseStatus::Success, 3,
+        R"({"user":"D\\anna","groups":["a","b"],"unknown":1})");
     EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
+    EXPECT_THAT(m_state.userGroups.groups(), ElementsAre("a", "b"));
     Process(Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
     EXPECT_EQ(
@@ -240,6 +320,22 @@ TEST_F(MessageProcessingTest, UserGroupsLeadOnFromTheirStateAndRestartFromEveryO
             "Re-initialising as we received an unexpected "
             "MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message"),
         1U);
+}
+
+TEST_F(MessageProcessingTest, UserGroupsThatCannotBeReadAreAnExceptionThatNamesThem)
+{
+    Enter(RuntimeState::GetUserGroups);
+    m_state.userGroups.add_groups("before");
+    EXPECT_EQ(
+        TestSupport::RuntimeText(
+            [&] {
+                Process(
+                    Messages::MSGIDS_AGENT_USER_GROUPS_NOTIFICATION, MessageResponseStatus::Success, 3,
+                    R"({"groups":7})");
+            }),
+        R"(Failed to parse UserGroups notification: {"groups":7})");
+    EXPECT_EQ(Top(), RuntimeState::GetUserGroups);
+    EXPECT_THAT(m_state.userGroups.groups(), ElementsAre("before"));
 }
 
 TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
@@ -255,8 +351,11 @@ TEST_F(MessageProcessingTest, AChangedConfigurationRestartsAfterTwoSeconds)
 TEST_F(MessageProcessingTest, AnUpdateRequestLeadsToTheUpdateTask)
 {
     Enter(RuntimeState::InPolling);
-    Process(Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST);
+    Process(
+        Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST, MessageResponseStatus::Success, 0,
+        R"({"targetAgentVersion":"3.4"})");
     EXPECT_EQ(Top(), RuntimeState::RunUpdateTask);
+    EXPECT_EQ(m_state.accountAgentConfig.target_version(), "3.4");
 }
 
 TEST_F(MessageProcessingTest, AnAcknowledgementMovesNothing)

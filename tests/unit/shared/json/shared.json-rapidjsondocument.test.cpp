@@ -238,7 +238,7 @@ TEST(RapidJsonDocumentTest, TheTextAtAPathIsWrittenCompact)
 TEST(RapidJsonDocumentTest, APathGoesOnFromAValueToo)
 {
     const RapidJsonDocument document(R"([{"measurement":{"usage":95}}])");
-    const auto element = document.GetRoot().GetElements().at(0);
+    const auto element = document.GetRoot().GetElements()[0];
     EXPECT_EQ(element.GetOptionalValueByPath("/measurement/usage").GetUint32().GetValue(), 95U);
     EXPECT_EQ(element.GetJsonTextByPath("measurement"), R"({"usage":95})");
     EXPECT_FALSE(RapidJsonValue().GetOptionalValueByPath("/a").HasValue());

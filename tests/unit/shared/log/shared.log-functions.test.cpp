@@ -196,6 +196,23 @@ TEST_F(LogFunctionsTest, AnErrorWithoutAnExceptionBearsItsPlaceToo)
     EXPECT_EQ(records[0].text, "Error in function " + Place(where) + " ---> no curl test was found");
 }
 
+TEST_F(LogFunctionsTest, AWarningCanBearAPlaceOfAnotherName)
+{
+    const ReplacedLogger logger({sink}, Level::Trace);
+    const auto where = std::source_location::current();
+    Shared::Exception::SourceLocation place(where);
+    place.function = "operator ()";
+    Log::LogWarningAt("left out", place);
+    const auto records = sink->Records();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].level, Level::Warning);
+    EXPECT_EQ(
+        records[0].text,
+        fmt::format(
+            "Error in function operator ()() of file {}:{}:{} ---> left out", where.file_name(), where.line(),
+            where.column()));
+}
+
 TEST_F(LogFunctionsTest, TheHelpersFindTheirPlaceThemselves)
 {
     const ReplacedLogger logger({sink}, Level::Trace);

@@ -1,0 +1,353 @@
+#include "agentcore.messaging-objectgenerator.hpp"
+
+#include "agentcore.messaging-configanswer.hpp"
+#include "agentcore.messaging-testselection.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.json-rapidjsondocument.hpp"
+#include "shared.log-functions.hpp"
+#include "shared.protobuf-functions.hpp"
+#include "shared.util-functions.hpp"
+
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace AgentCore::Messaging
+{
+
+using Shared::Json::RapidJsonDocument;
+using Shared::Json::RapidJsonMember;
+using Shared::Json::RapidJsonMembers;
+using Shared::Json::RapidJsonValue;
+
+namespace
+{
+
+/// What sets the three lists of tests apart.
+struct TestKind
+{
+    std::string_view name;
+    std::string_view prefix;
+    std::string_view errorText;
+};
+
+constexpr TestKind MtrKind = {
+    "MTR", "/config/mtr/", "ObjectGenerator::ProcessMtrConfigMessage(): error processing MTR config"};
+constexpr TestKind EteKind = {
+    "ETE", "/config/ete/", "ObjectGenerator::ProcessEteConfigMessage(): error processing ete config"};
+constexpr TestKind CurlKind = {
+    "Curl", "/config/curl/", "ObjectGenerator::ProcessCurlConfigMessage(): error processing Curl config"};
+
+template <typename T>
+T ValueOrDefault(const Shared::Util::Nullable<T>& value)
+{
+    return value.HasValue() ? value.GetValue() : T();
+}
+
+std::string ReadText(const RapidJsonValue& json, std::string_view name)
+{
+    return std::string(ValueOrDefault(json.GetMember(name).GetStringView()));
+}
+
+bool ReadFlag(const RapidJsonValue& json, std::string_view name)
+{
+    return ValueOrDefault(json.GetMember(name).GetBool());
+}
+
+std::int32_t ReadInt32(const RapidJsonValue& json, std::string_view name)
+{
+    return ValueOrDefault(json.GetMember(name).GetInt32());
+}
+
+std::vector<std::string> ReadTexts(const RapidJsonValue& json, std::string_view name)
+{
+    std::vector<std::string> texts;
+    for (const RapidJsonValue element : json.GetMember(name).GetElements())
+    {
+        const auto text = element.GetStringView();
+        if (text.HasValue())
+        {
+            texts.emplace_back(text.GetValue());
+        }
+    }
+    return texts;
+}
+
+/// All of the account has the same tests and network objects, so the owner's name does not matter.
+RapidJsonMembers GetEntriesOfFirstOwner(const RapidJsonDocument& answer)
+{
+    const RapidJsonMembers owners = answer.GetRoot().GetMember("values").GetMembers();
+    return owners.empty() ? RapidJsonMembers() : owners[0].value.GetMembers();
+}
+
+/// @param kind "domain" or "IP"
+std::vector<std::string> ReadAddresses(
+    const RapidJsonValue& json, std::string_view name, std::string_view kind, std::string_view uuid)
+{
+    std::vector<std::string> addresses;
+    std::unordered_set<std::string_view> taken;
+    for (const RapidJsonValue element : json.GetMember(name).GetElements())
+    {
+        const auto text = element.GetStringView();
+        if (!text.HasValue())
+        {
+            continue;
+        }
+        if (taken.insert(text.GetValue()).second)
+        {
+            addresses.emplace_back(text.GetValue());
+        }
+        else
+        {
+            Shared::Log::Warn("Detected a duplicate {} value {} on network object {}", kind, text.GetValue(), uuid);
+        }
+    }
+    return addresses;
+}
+
+NetworkObject MakeNetworkObject(const RapidJsonMember& entry)
+{
+    NetworkObject object;
+    object.id = entry.name;
+    object.uuid = ReadText(entry.value, "uuid");
+    object.name = ReadText(entry.value, "name");
+    object.domains = ReadAddresses(entry.value, "domains", "domain", object.uuid);
+    object.ips = ReadAddresses(entry.value, "ips", "IP", object.uuid);
+    return object;
+}
+
+/// The parser's own word on a bad entry would be an error in the log.
+bool TryReadTest(const RapidJsonValue& json, Config::Test& test)
+{
+    try
+    {
+        Shared::Protobuf::ParseJSON(json.GetJsonText(), test, Shared::Protobuf::UnknownFields::Ignore);
+        return true;
+    }
+    catch (const Shared::Exception::RuntimeException&)
+    {
+        return false;
+    }
+}
+
+/// What all kinds of tests have in common.
+template <typename Test>
+Test MakeTest(const RapidJsonMember& entry, std::string_view key)
+{
+    Test test;
+    test.key = key;
+    test.id = entry.name;
+    test.netobj = ReadText(entry.value, "netobj");
+    test.runFromTrustedNetworks = ReadFlag(entry.value, "mu_run_tests_from_trusted_networks");
+    test.runFromUntrustedNetworksWithVpnDisabled =
+        ReadFlag(entry.value, "mu_run_tests_from_untrusted_networks_with_vpn_disabled");
+    test.runOnActivePathsOnly = ReadFlag(entry.value, "rn_run_tests_on_active_paths_only");
+    return test;
+}
+
+MtrTest MakeMtrTest(const RapidJsonMember& entry, std::string_view key)
+{
+    const RapidJsonValue mtr = entry.value.GetMember("mtr");
+    auto test = MakeTest<MtrTest>(entry, key);
+    test.l4Protocol = ReadText(mtr, "l4_protocol");
+    test.port = ReadInt32(mtr, "port");
+    test.reportCycles = ReadInt32(mtr, "report_cycles");
+    test.interval = ValueOrDefault(mtr.GetMember("interval").GetInt64());
+    return test;
+}
+
+CurlTest MakeCurlTest(const RapidJsonMember& entry, std::string_view key)
+{
+    const RapidJsonValue curl = entry.value.GetMember("curl");
+    auto test = MakeTest<CurlTest>(entry, key);
+    test.protocol = ReadText(curl, "protocol");
+    test.path = ReadText(curl, "path");
+    test.ignoreSsl = ReadFlag(curl, "ignore_ssl");
+    test.successCodes = ReadTexts(curl, "success");
+    test.headers = ReadTexts(curl, "headers");
+    test.port = ReadInt32(curl, "port");
+    return test;
+}
+
+/// @param make gives the record of an entry
+template <typename Test>
+void ProcessTestList(
+    std::string_view payload,
+    std::vector<Test>& list,
+    const TestKind& kind,
+    const SelectionSubject& subject,
+    Test (*make)(const RapidJsonMember& entry, std::string_view key))
+{
+    list = std::vector<Test>();
+    Shared::Log::Info("Caching {} config...", kind.name);
+    const RapidJsonDocument answer(payload);
+    if (!IsSuccessful(answer, kind.errorText))
+    {
+        return;
+    }
+    const TestSelection selection(subject);
+    std::size_t skipped = 0;
+    std::string key;
+    for (const RapidJsonMember entry : GetEntriesOfFirstOwner(answer))
+    {
+        key.assign(kind.prefix).append(entry.name);
+        if (selection.IsTestApplicable(entry.value, key))
+        {
+            list.push_back(make(entry, key));
+        }
+        else
+        {
+            ++skipped;
+        }
+    }
+    Shared::Log::Info("Cached {} {} objects, skipped {} {} objects.", list.size(), kind.name, skipped, kind.name);
+    SortByPriority(list, subject.tests);
+}
+
+} // namespace
+
+void ProcessNetworkObjectConfigMessage(std::string_view payload, std::vector<NetworkObject>& networkObjects)
+{
+    networkObjects = std::vector<NetworkObject>();
+    Shared::Log::Info("Caching network object config...");
+    const RapidJsonDocument answer(payload);
+    for (const RapidJsonMember entry : GetEntriesOfFirstOwner(answer))
+    {
+        if (entry.value.GetMember("name").GetStringView().HasValue())
+        {
+            networkObjects.push_back(MakeNetworkObject(entry));
+        }
+    }
+    Shared::Log::Info("Cached {} network objects.", networkObjects.size());
+}
+
+void ProcessTestsConfigMessage(std::string_view payload, std::string_view agentUuid, TestMap& tests)
+{
+    tests.clear();
+    Shared::Log::Info("Caching Tests config...");
+    const RapidJsonDocument answer(payload);
+    if (!IsSuccessful(answer, "Server responded with an error when attempting to retrieve Agent config"))
+    {
+        return;
+    }
+    const auto pointer = fmt::format("/values/{}/~1config~1tests", EscapeForPointer(agentUuid));
+    const RapidJsonValue entries = answer.GetOptionalValueByPath(pointer);
+    if (!entries.HasValue())
+    {
+        Shared::Log::Warn("No member {} found for test config", pointer);
+        return;
+    }
+    for (const RapidJsonMember entry : entries.GetMembers())
+    {
+        Config::Test test;
+        if (TryReadTest(entry.value, test))
+        {
+            tests.try_emplace(std::string(entry.name), std::move(test));
+        }
+    }
+    Shared::Log::Info("Cached {} Test objects", tests.size());
+}
+
+void ProcessTagConfigMessage(std::string_view payload, std::vector<Tag>& tags, std::string_view agentUuid)
+{
+    tags = std::vector<Tag>();
+    Shared::Log::Info("Caching tag config...");
+    const RapidJsonDocument answer(payload);
+    if (!IsSuccessful(answer, "ObjectGenerator::ProcessTagConfigMessage(): error processing tag config"))
+    {
+        return;
+    }
+    for (const RapidJsonMember entry : answer.GetRoot().GetMember("values").GetMember(agentUuid).GetMembers())
+    {
+        Tag tag;
+        tag.key = fmt::format("/config/tags/{}", entry.name);
+        tag.value = ValueOrDefault(entry.value.GetStringView());
+        tag.id = entry.name;
+        tags.push_back(std::move(tag));
+    }
+    Shared::Log::Info("Cached {} tag objects.", tags.size());
+}
+
+void ProcessMtrConfigMessage(
+    std::string_view payload,
+    std::vector<MtrTest>& mtrTests,
+    const TestMap& tests,
+    std::string_view agentUuid,
+    const std::vector<Tag>& tags,
+    const UserGroups& userGroups,
+    std::string_view username)
+{
+    ProcessTestList(payload, mtrTests, MtrKind, {tests, userGroups, tags, agentUuid, username}, &MakeMtrTest);
+}
+
+void ProcessEteConfigMessage(
+    std::string_view payload,
+    std::vector<MtrTest>& eteTests,
+    const TestMap& tests,
+    std::string_view agentUuid,
+    const std::vector<Tag>& tags,
+    const UserGroups& userGroups,
+    std::string_view username)
+{
+    ProcessTestList(payload, eteTests, EteKind, {tests, userGroups, tags, agentUuid, username}, &MakeMtrTest);
+}
+
+void ProcessCurlConfigMessage(
+    std::string_view payload,
+    std::vector<CurlTest>& curlTests,
+    const TestMap& tests,
+    std::string_view agentUuid,
+    const std::vector<Tag>& tags,
+    const UserGroups& userGroups,
+    std::string_view username)
+{
+    ProcessTestList(payload, curlTests, CurlKind, {tests, userGroups, tags, agentUuid, username}, &MakeCurlTest);
+}
+
+std::vector<TestConfiguration> BuildTestConfigurations(
+    const std::vector<MtrTest>& eteTests,
+    const std::vector<CurlTest>& curlTests,
+    const std::vector<NetworkObject>& networkObjects)
+{
+    std::unordered_map<std::string_view, const NetworkObject*> objects;
+    for (const NetworkObject& object : networkObjects)
+    {
+        objects.try_emplace(object.uuid, &object);
+    }
+    std::unordered_set<std::string_view> objectsOfCurlTests;
+    for (const CurlTest& test : curlTests)
+    {
+        objectsOfCurlTests.insert(test.netobj);
+    }
+    std::vector<TestConfiguration> configurations;
+    for (const MtrTest& test : eteTests)
+    {
+        const auto found = objects.find(test.netobj);
+        if (found == objects.end())
+        {
+            continue;
+        }
+        TestConfiguration configuration;
+        configuration.test = test;
+        configuration.networkObjectUuid = Shared::Util::ConvertStringType(found->second->uuid);
+        configuration.testKey = Shared::Util::ConvertStringType(test.id);
+        configuration.protocol = Shared::Util::ConvertStringType(test.l4Protocol);
+        configuration.port = test.port;
+        configuration.hasCurlTest = objectsOfCurlTests.contains(test.netobj);
+        for (const auto* addresses : {&found->second->domains, &found->second->ips})
+        {
+            for (const std::string& address : *addresses)
+            {
+                configuration.target = Shared::Util::ConvertStringType(address);
+                configurations.push_back(configuration);
+            }
+        }
+    }
+    return configurations;
+}
+
+} // namespace AgentCore::Messaging
