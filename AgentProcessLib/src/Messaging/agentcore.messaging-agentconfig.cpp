@@ -20,22 +20,9 @@ using Shared::Json::RapidJsonValue;
 namespace
 {
 
-// What is asked for, as tokens of JSON pointers.
-constexpr std::string_view InstanceKey = "~1config~1agent";
-constexpr std::string_view InstanceVersionKey = "~1config~1cversion~1instance";
-constexpr std::string_view AccountKey = "~1config~1account~1agent";
-constexpr std::string_view AccountVersionKey = "~1config~1cversion~1account";
-constexpr std::string_view SelfServiceKey = "~1config~1self_service";
-
-std::string PathOf(std::string_view agentUuid, std::string_view key)
+/// What the answer holds under the JSON pointer, or nothing, with a line in the log.
+RapidJsonValue FindMember(const RapidJsonDocument& answer, const std::string& path)
 {
-    return fmt::format("/values/{}/{}", EscapeForPointer(agentUuid), key);
-}
-
-/// What the answer holds for the agent, or nothing, with a line in the log.
-RapidJsonValue FindMember(const RapidJsonDocument& answer, std::string_view agentUuid, std::string_view key)
-{
-    const std::string path = PathOf(agentUuid, key);
     const RapidJsonValue member = answer.GetOptionalValueByPath(path);
     if (!member.HasValue())
     {
@@ -69,7 +56,8 @@ void ProcessInstanceAgentConfigMessage(
     {
         return;
     }
-    const RapidJsonValue member = FindMember(answer, agentUuid, InstanceKey);
+    const RapidJsonValue member =
+        FindMember(answer, fmt::format("/values/{}/~1config~1agent", EscapeForPointer(agentUuid)));
     if (!member.HasValue())
     {
         return;
@@ -81,7 +69,7 @@ void ProcessInstanceAgentConfigMessage(
     {
         instanceAgentConfig.set_enabled(true);
     }
-    instanceConfigVersion = GetConfigVersion(answer, agentUuid, InstanceVersionKey);
+    instanceConfigVersion = GetConfigVersion(answer, agentUuid, "~1config~1cversion~1instance");
 }
 
 void ProcessAccountAgentConfigMessage(
@@ -97,13 +85,14 @@ void ProcessAccountAgentConfigMessage(
     {
         return;
     }
-    const RapidJsonValue account = FindMember(answer, agentUuid, AccountKey);
+    const std::string owner = EscapeForPointer(agentUuid);
+    const RapidJsonValue account = FindMember(answer, fmt::format("/values/{}/~1config~1account~1agent", owner));
     if (account.HasValue())
     {
         (void)Replace(account, accountAgentConfig, "Failed parsing AccountAgentConfig.");
     }
-    accountConfigVersion = GetConfigVersion(answer, agentUuid, AccountVersionKey);
-    const RapidJsonValue selfService = FindMember(answer, agentUuid, SelfServiceKey);
+    accountConfigVersion = GetConfigVersion(answer, agentUuid, "~1config~1cversion~1account");
+    const RapidJsonValue selfService = FindMember(answer, fmt::format("/values/{}/~1config~1self_service", owner));
     if (selfService.HasValue())
     {
         (void)Replace(selfService, selfServiceConfig, "Failed parsing SelfServiceConfig.");
@@ -112,7 +101,8 @@ void ProcessAccountAgentConfigMessage(
 
 std::uint64_t GetConfigVersion(const RapidJsonDocument& document, std::string_view agentUuid, std::string_view key)
 {
-    const auto version = document.GetOptionalValueByPath(PathOf(agentUuid, key)).GetUint64();
+    const auto version =
+        document.GetOptionalValueByPath(fmt::format("/values/{}/{}", EscapeForPointer(agentUuid), key)).GetUint64();
     return version.HasValue() ? version.GetValue() : 0;
 }
 

@@ -142,6 +142,16 @@ TEST_F(RegistryIdentityTest, TheTunnelIsDisconnectedUntilTheClientSaysOtherwise)
     EXPECT_EQ(m_identity.GetTunnelStatus(), L"connected");
 }
 
+TEST_F(RegistryIdentityTest, TheUpdaterIsToldWhatToInstallAndThatItMay)
+{
+    WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"installed-version", L"3.2.0");
+    EXPECT_EQ(m_identity.GetInstalledVersion(), L"3.2.0");
+    m_identity.SetTargetVersion(L"3.2.1");
+    EXPECT_EQ(WinReg::GetStringValue(Root::LocalMachine, Paths::Agent, L"target-version"), L"3.2.1");
+    m_identity.EnableAutoUpdate();
+    EXPECT_EQ(WinReg::GetDwordValue(Root::LocalMachine, Paths::Config, L"AutoUpdate"), 1U);
+}
+
 TEST_F(RegistryIdentityTest, DelaysGrowWithTheAttempts)
 {
     EXPECT_EQ(m_identity.CalculateRetryDelay(1), 30'000U);
