@@ -6,6 +6,7 @@
 #include "agentcore.ops-messageprocessing.hpp"
 #include "agentcore.ops-startup.hpp"
 #include "shared.concurrency-event.hpp"
+#include "shared.concurrency-thread.hpp"
 #include "shared.concurrency-waitabletimer.hpp"
 #include "shared.winreg-regkey.hpp"
 
@@ -19,7 +20,7 @@
 namespace Agent::Process
 {
 
-/// The one thing that the states ask of the analytics.
+/// What the states ask of the analytics worker.
 class AnalyticsLink
 {
 public:
@@ -28,13 +29,17 @@ public:
     AnalyticsLink& operator=(const AnalyticsLink&) = delete;
     virtual ~AnalyticsLink() = default;
 
-    /// Hands over the configuration, and starts the analytics the first time.
-    virtual void Start(
+    /// Hands the configuration over, whether the worker runs or not; copies are taken.
+    virtual void SetConfiguration(
         const SelfServiceConfiguration& configuration,
         const Config::Account::Agent& accountAgent,
         const UserGroups& userGroups,
-        const std::wstring& username,
-        bool debugMode) = 0;
+        const std::wstring& username) = 0;
+    /// Whether the analyser gets a console of its own.
+    virtual void SetShowConsole(bool showConsole) = 0;
+    virtual Shared::Concurrency::Thread::State GetState() const = 0;
+    /// For a worker that has never run.
+    virtual void Start() = 0;
 };
 
 /// What the state functions work on: the objects of ProcessMain(), which owns them and outlives every use, and the values

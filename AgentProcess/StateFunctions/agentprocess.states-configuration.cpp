@@ -16,6 +16,7 @@ namespace Agent::Process::StateFunctions
 
 using AgentCore::Ops::AppState;
 using AgentCore::Ops::RuntimeState;
+using Shared::Concurrency::Thread;
 using WireProtocol::Comms::InboundMessage;
 
 namespace
@@ -48,17 +49,28 @@ constexpr std::array<ConfigRequest, 8> ConfigRequests = {
       "",
       {"/config/account/agent", "/config/cversion/account", "/config/self_service"}}}};
 
-void TellAnalytics(LoopContext& context)
+/// Hands the configuration to the analytics, which are started the first time.
+void ConfigureAnalytics(LoopContext& context)
 {
     if (context.analytics == nullptr)
     {
         Shared::Log::Info("This build has no analytics to start");
         return;
     }
+    AnalyticsLink& analytics = *context.analytics;
     const AppState& appState = context.appState;
-    context.analytics->Start(
-        appState.selfServiceConfig, appState.accountAgentConfig, appState.userGroups, appState.username,
-        appState.debugMode);
+    analytics.SetConfiguration(
+        appState.selfServiceConfig, appState.accountAgentConfig, appState.userGroups, appState.username);
+    analytics.SetShowConsole(appState.debugMode);
+    const Thread::State state = analytics.GetState();
+    if (state == Thread::State::Created)
+    {
+        analytics.Start();
+        return;
+    }
+    Shared::Log::Info(
+        "Didn't run AnalyticsIoWorker.Start() as AnalyticsIoWorker is in status: {}",
+        static_cast<std::uint32_t>(state));
 }
 
 } // namespace
@@ -89,7 +101,7 @@ void RequestConfiguration(LoopContext& context, const ConfigRequest& request)
 void ConfigCompleted(LoopContext& context)
 {
     AppState& appState = context.appState;
-    TellAnalytics(context);
+    ConfigureAnalytics(context);
     // The configuration has just been fetched.
     appState.inboundMessages.RemoveAll([](const InboundMessage& message)
                                        { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });

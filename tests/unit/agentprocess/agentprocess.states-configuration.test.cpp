@@ -28,27 +28,45 @@ namespace StateFunctions = Agent::Process::StateFunctions;
 class FakeAnalytics : public Agent::Process::AnalyticsLink
 {
 public:
-    void Start(
+    using State = Shared::Concurrency::Thread::State;
+
+    void SetConfiguration(
         const SelfServiceConfiguration& configuration,
         const Config::Account::Agent& accountAgent,
         const UserGroups& userGroups,
-        const std::wstring& username,
-        bool debugMode) override
+        const std::wstring& username) override
     {
-        ++starts;
         isEnabled = configuration.enabled();
         targetVersion = accountAgent.target_version();
         groups = {userGroups.groups().begin(), userGroups.groups().end()};
         user = username;
-        debug = debugMode;
     }
 
+    void SetShowConsole(bool showConsole) override
+    {
+        showsConsole = showConsole;
+    }
+
+    State GetState() const override
+    {
+        return state;
+    }
+
+    void Start() override
+    {
+        ++starts;
+        userAtStart = user;
+        state = State::Running;
+    }
+
+    State state = State::Created;
     int starts = 0;
+    std::wstring userAtStart;
     bool isEnabled = false;
     std::string targetVersion;
     std::vector<std::string> groups;
     std::wstring user;
-    bool debug = false;
+    bool showsConsole = false;
 };
 
 class ConfigurationStatesTest : public TestSupport::MainLoopTest
@@ -223,7 +241,7 @@ TEST_F(ConfigurationStatesTest, ANewerVersionForThisKindOfAgentIsHandedToTheUpda
     EXPECT_EQ(m_log.Count(Level::Info, "The current version is 3.2.0; the requested version is 3.2.1"), 1U);
 }
 
-TEST_F(ConfigurationStatesTest, TheAnalyticsAreToldOfTheConfiguration)
+TEST_F(ConfigurationStatesTest, TheAnalyticsAreConfiguredAndThenStarted)
 {
     FakeAnalytics analytics;
     m_context.analytics = &analytics;
@@ -238,7 +256,21 @@ TEST_F(ConfigurationStatesTest, TheAnalyticsAreToldOfTheConfiguration)
     EXPECT_EQ(analytics.targetVersion, "3.4");
     EXPECT_THAT(analytics.groups, ElementsAre("staff"));
     EXPECT_EQ(analytics.user, L"anna");
-    EXPECT_TRUE(analytics.debug);
+    EXPECT_TRUE(analytics.showsConsole);
+    EXPECT_EQ(analytics.userAtStart, L"anna");
+}
+
+TEST_F(ConfigurationStatesTest, AnalyticsThatHaveRunOnceAreConfiguredAgainAndNotStarted)
+{
+    FakeAnalytics analytics;
+    m_context.analytics = &analytics;
+    StateFunctions::ConfigCompleted(m_context);
+    m_state.username = L"berta";
+    StateFunctions::ConfigCompleted(m_context);
+    EXPECT_EQ(analytics.starts, 1);
+    EXPECT_EQ(analytics.user, L"berta");
+    EXPECT_EQ(
+        m_log.Count(Level::Info, "Didn't run AnalyticsIoWorker.Start() as AnalyticsIoWorker is in status: 3"), 1U);
 }
 
 TEST_F(ConfigurationStatesTest, ABuildWithoutAnalyticsSaysSo)
