@@ -1,8 +1,8 @@
 #include "integration.agentfixture.hpp"
+#include "integration.toolrun.hpp"
 
 #include "lab.vellab-settings.hpp"
 #include "lab.vellab-surroundings.hpp"
-#include "shared.concurrency-functions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
 #include "shared.protobuf-functions.hpp"
 
@@ -11,23 +11,13 @@
 namespace
 {
 
-using Integration::ReadFile;
 using Shared::Json::RapidJsonDocument;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 
-constexpr std::uint32_t EndLimitMs = 20'000U * VEL_TIME_SCALE;
 constexpr const char* Hidden = "(hidden; --show-secrets shows it)";
-
-/// What a run of the program left.
-struct Outcome
-{
-    std::int32_t exitCode = -1;
-    std::string output;
-    std::string errors;
-};
 
 /// Runs the program on this machine, with the settings that an installer and the VPN client lay out.
 class VelInventoryTest : public Integration::AgentTest
@@ -38,24 +28,9 @@ protected:
         Lab::LayOutSettings("https://cloud.lab.example:8443");
     }
 
-    Outcome Run(const std::vector<std::string>& arguments) const
+    Integration::ToolOutcome Run(const std::vector<std::string>& arguments) const
     {
-        Lab::ChildRequest request;
-        request.program = Program("tools/velinventory/velinventory");
-        request.arguments = arguments;
-        request.workingFolder = Folder();
-        request.output = Folder() / "output.txt";
-        request.errors = Folder() / "errors.txt";
-        // Programs append to them.
-        std::filesystem::remove(request.output);
-        std::filesystem::remove(request.errors);
-        Lab::ChildProcess program(request);
-        if (!Shared::Concurrency::WaitFor(program.GetHandle(), EndLimitMs))
-        {
-            ADD_FAILURE() << "velinventory does not end";
-            program.Kill();
-        }
-        return {program.GetExitStatus().value_or(-1), ReadFile(request.output), ReadFile(request.errors)};
+        return Integration::RunTool(Program("tools/velinventory/velinventory"), arguments, Folder());
     }
 };
 

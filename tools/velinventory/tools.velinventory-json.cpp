@@ -1,29 +1,15 @@
 #include "tools.velinventory-json.hpp"
 
 #include <rapidjson/document.h>
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
 
 #include "shared.protobuf-functions.hpp"
-#include "shared.util-utf8.hpp"
+#include "tools.shared-jsonwriter.hpp"
 
 namespace Tools::VelInventory
 {
 
 namespace
 {
-
-using Writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
-
-void WriteText(Writer& writer, const std::string& text)
-{
-    writer.String(Shared::Util::Utf8::DropInvalid(text));
-}
-
-void WriteKey(Writer& writer, const std::string& text)
-{
-    writer.Key(Shared::Util::Utf8::DropInvalid(text));
-}
 
 /// Writes the alternative that a setting holds.
 struct ValueWriter
@@ -43,10 +29,10 @@ struct ValueWriter
         e_writer.Bool(isSet);
     }
 
-    Writer& e_writer;
+    JsonWriter& e_writer;
 };
 
-void WriteSettings(Writer& writer, const std::vector<SettingSection>& sections, Secrets secrets)
+void WriteSettings(JsonWriter& writer, const std::vector<SettingSection>& sections, Secrets secrets)
 {
     writer.StartObject();
     for (const auto& section : sections)
@@ -63,16 +49,14 @@ void WriteSettings(Writer& writer, const std::vector<SettingSection>& sections, 
     writer.EndObject();
 }
 
-void WriteMissing(Writer& writer, const AgentCore::System::InventoryGaps& gaps)
+void WriteMissing(JsonWriter& writer, const AgentCore::System::InventoryGaps& gaps)
 {
     writer.StartArray();
     for (const auto& gap : gaps)
     {
         writer.StartObject();
-        writer.Key("field");
-        WriteText(writer, gap.field);
-        writer.Key("reason");
-        WriteText(writer, gap.reason);
+        WriteMember(writer, "field", gap.field);
+        WriteMember(writer, "reason", gap.reason);
         writer.EndObject();
     }
     writer.EndArray();
@@ -86,7 +70,7 @@ std::string FormatJson(const Report& report, Secrets secrets)
     rapidjson::Document startup;
     startup.Parse(Shared::Protobuf::GenerateJSONFrom(report.startup));
     rapidjson::StringBuffer buffer;
-    Writer writer(buffer);
+    JsonWriter writer(buffer);
     writer.SetIndent(' ', 2);
     writer.StartObject();
     writer.Key("startup");
