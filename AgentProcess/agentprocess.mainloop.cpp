@@ -10,6 +10,8 @@
 #include "shared.time-clock.hpp"
 
 #include <chrono>
+#include <source_location>
+#include <string>
 #include <utility>
 
 #include <fmt/format.h>
@@ -31,9 +33,20 @@ bool IsWaitingState(RuntimeState state)
         state == RuntimeState::Disconnected;
 }
 
-std::string Fill(fmt::format_string<const char*> text, const std::exception& failure)
+/// What it says may be as long as what the server sent, so that there may be no memory to say it with the text before it.
+void LogFailure(
+    fmt::format_string<const char*> text,
+    const std::exception& failure,
+    const std::source_location& where = std::source_location::current()) noexcept
 {
-    return fmt::format(text, failure.what());
+    try
+    {
+        Shared::Log::LogException(fmt::format(text, failure.what()), failure, where);
+    }
+    catch (const std::exception&)
+    {
+        Shared::Log::LogException("A failure that is too long to be told", failure, where);
+    }
 }
 
 } // namespace
@@ -79,9 +92,11 @@ bool MainLoop::RunPass()
     {
         return false;
     }
+    bool hasStateRun = false;
     try
     {
         RunState(states.GetCurrent());
+        hasStateRun = true;
         const RuntimeState next = states.GetCurrent();
         if (next != RuntimeState::Stopped)
         {
@@ -100,18 +115,17 @@ bool MainLoop::RunPass()
     catch (const AgentCore::Exception::ConnectionException& failure)
     {
         states.Push(RuntimeState::Disconnected);
-        Shared::Log::LogException(Fill("A network error occurred: {}", failure), failure);
+        LogFailure("A network error occurred: {}", failure);
     }
     catch (const Shared::Exception::FatalException& failure)
     {
-        Shared::Log::LogException(
-            Fill("A FatalException was encountered in AgentProcess' main loop: {}", failure), failure);
         e_context.exitCode = failure.GetCode();
         states.Push(RuntimeState::Stopped);
+        LogFailure("A FatalException was encountered in AgentProcess' main loop: {}", failure);
     }
     catch (const std::exception& failure)
     {
-        OnFailure(failure);
+        OnFailure(failure, hasStateRun);
     }
     return true;
 }
@@ -151,16 +165,16 @@ bool MainLoop::IsRetrying() const
         states[states.Size() - 2] == RuntimeState::RetryPrevious;
 }
 
-void MainLoop::OnFailure(const std::exception& failure)
+void MainLoop::OnFailure(const std::exception& failure, bool hasStateRun)
 {
     auto& states = e_context.appState.runtimeStates;
-    Shared::Log::LogException(Fill("Encountered an exception in main loop: {}", failure), failure);
-    const bool isWaiting = !states.Empty() && IsWaitingState(states.GetCurrent());
+    LogFailure("Encountered an exception in main loop: {}", failure);
+    const bool hasWaitFailed = !hasStateRun && !states.Empty() && IsWaitingState(states.GetCurrent());
     if (!states.IsCurrent(RuntimeState::InPolling))
     {
         states.Push(RuntimeState::RetryPrevious);
     }
-    if (isWaiting && IsStopSeenWithin(FailingWaitPauseMs))
+    if (hasWaitFailed && IsStopSeenWithin(FailingWaitPauseMs))
     {
         states.Push(RuntimeState::Stopped);
     }

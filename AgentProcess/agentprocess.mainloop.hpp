@@ -42,7 +42,8 @@ public:
 private:
     void RunState(AgentCore::Ops::RuntimeState state);
     bool IsRetrying() const;
-    void OnFailure(const std::exception& failure);
+    /// @param hasStateRun whether the state's function came to its end, and what failed is the handling of a response
+    void OnFailure(const std::exception& failure, bool hasStateRun);
     bool IsStopSeenWithin(std::uint32_t timeoutMs) const;
 
     LoopContext& e_context;

@@ -4,7 +4,6 @@
 #include "agentcore.ops-requests.hpp"
 #include "agentcore.ops-upgrade.hpp"
 #include "shared.log-functions.hpp"
-#include "shared.util-functions.hpp"
 
 #include <algorithm>
 #include <string>
@@ -106,9 +105,8 @@ void ConfigCompleted(LoopContext& context)
     appState.inboundMessages.RemoveAll([](const InboundMessage& message)
                                        { return message.MsgId == Messages::MSGIDS_CONFIG_CHANGES; });
     context.identity.EnableAutoUpdate();
-    const std::string version = AgentCore::Messaging::FindTargetVersion(appState.accountAgentConfig);
     (void)AgentCore::Ops::CompareVersionsAndUpgrade(
-        Shared::Util::ConvertStringType(version), context.identity, context.upgradeTimer);
+        AgentCore::Messaging::FindTargetVersion(appState.accountAgentConfig), context.identity, context.upgradeTimer);
     (void)context.identity.UpdateEnablement(appState.instanceAgentConfig.enabled());
     context.configured = true;
     appState.runtimeStates.Push(RuntimeState::InPolling);

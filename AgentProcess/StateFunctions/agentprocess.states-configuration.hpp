@@ -37,7 +37,7 @@ void RequestConfiguration(LoopContext& context, const ConfigRequest& request);
 
 /// What follows once the configuration is whole: the analytics are told of it, change notices that came meanwhile are
 /// dropped, the updater is allowed, an upgrade is requested if the account wants a newer version, the status is written,
-/// and `InPolling` is pushed.
+/// and `InPolling` is pushed. Throws Win32Exception when the registry cannot be used; nothing was pushed then.
 void ConfigCompleted(LoopContext& context);
 
 } // namespace Agent::Process::StateFunctions

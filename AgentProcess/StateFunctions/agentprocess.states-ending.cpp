@@ -1,7 +1,6 @@
 #include "agentprocess.states-ending.hpp"
 
 #include "agentcore.ops-upgrade.hpp"
-#include "shared.util-functions.hpp"
 
 namespace Agent::Process::StateFunctions
 {
@@ -11,8 +10,7 @@ using AgentCore::Ops::RuntimeState;
 void RunUpdateTask(LoopContext& context)
 {
     (void)AgentCore::Ops::CompareVersionsAndUpgrade(
-        Shared::Util::ConvertStringType(context.appState.accountAgentConfig.target_version()), context.identity,
-        context.upgradeTimer);
+        context.appState.accountAgentConfig.target_version(), context.identity, context.upgradeTimer);
     auto& states = context.appState.runtimeStates;
     const std::size_t below = states.Size() - 2;
     // After a failure and its retry, the entry below is the retry itself, and going back to it would go round for ever.

@@ -74,8 +74,28 @@ void OnUpgradeDue(LoopContext& context)
 {
     Shared::Log::Warn("An upgrade was initiated, but it does not appear to have yet completed. Retrying...");
     (void)AgentCore::Ops::CompareVersionsAndUpgrade(
-        Shared::Util::ConvertStringType(context.appState.accountAgentConfig.target_version()), context.identity,
-        context.upgradeTimer);
+        context.appState.accountAgentConfig.target_version(), context.identity, context.upgradeTimer);
+}
+
+/// Takes note of a change from before the wait. Mostly that is the agent's own doing, as it writes down when it had its last
+/// answer: taken for news, it would cut short every delay of the way to polling, and an agent without a user would post its
+/// machine every few seconds. Who the agent works for may have changed all the same, once that was known.
+void TakeEarlierChange(LoopContext& context)
+{
+    if (!context.registryChangedEvent.WaitOnEvent(0))
+    {
+        return;
+    }
+    ReactToRegistry(
+        context,
+        [&]
+        {
+            if (!context.appState.username.empty() &&
+                AgentCore::Ops::HasIdentityChanged(context.appState, context.identity))
+            {
+                context.appState.runtimeStates.Push(RuntimeState::Initialise);
+            }
+        });
 }
 
 void CountAttempt(LoopContext& context)
@@ -171,6 +191,11 @@ void RetryPrevious(LoopContext& context)
     context.retryDelayMs = context.identity.CalculateRetryDelay(context.retryAttempts);
     Shared::Log::Warn("Retrying previous operation in {} ms", context.retryDelayMs);
     auto& states = context.appState.runtimeStates;
+    TakeEarlierChange(context);
+    if (!states.IsCurrent(RuntimeState::RetryPrevious))
+    {
+        return;
+    }
     switch (WaitForStopOrRegistry(context, context.retryDelayMs))
     {
     case WakeUp::Stop:

@@ -81,9 +81,9 @@ void FakeIdentity::RefreshServer(AppSettings&)
     ++serverRefreshes;
 }
 
-bool FakeIdentity::UpdateEnablement(bool)
+bool FakeIdentity::UpdateEnablement(bool remoteEnabled)
 {
-    ++enablementUpdates;
+    enablementUpdates.push_back(remoteEnabled);
     if (fails)
     {
         throw Shared::Exception::RuntimeException("the enablement cannot be updated");

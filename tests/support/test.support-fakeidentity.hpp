@@ -48,7 +48,8 @@ public:
     bool testsEnabled = false;
     /// Throws from UpdateEnablement().
     bool fails = false;
-    int enablementUpdates = 0;
+    /// The server's switch, as each update of the enablement was given it.
+    std::vector<bool> enablementUpdates;
     /// How often the registered tenant was asked for.
     int identityChecks = 0;
     int serverRefreshes = 0;

@@ -12,7 +12,7 @@
 
 /// What the server says of the agent itself. Payloads are JSON texts of the server, the agent's UUID is UTF-8 text. Members
 /// that are not known are ignored, and so is the name of an enum value that is not known, case included: its field has then
-/// the value 0. Any thread.
+/// the value 0, and a list leaves it out. Any thread.
 namespace AgentCore::Messaging
 {
 

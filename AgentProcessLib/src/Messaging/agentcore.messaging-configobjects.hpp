@@ -85,6 +85,7 @@ struct TestConfiguration
     /// A domain or an IP address of the network object.
     std::wstring target;
     std::wstring networkObjectUuid;
+    /// `id` of the test.
     std::wstring testKey;
     std::wstring protocol;
     std::int32_t port = 0;

@@ -38,8 +38,8 @@ struct AppState
     /// As the start-up post told them.
     std::vector<LogicalDisk> logicalDrives;
 
-    // The configuration. Each answer of the server replaces its part whole, and the sequence number of the latest request
-    // for it says which answer that is.
+    // The configuration. Each answer of the server replaces its part whole, but for the agent's own objects, which stay
+    // while the server has none. The sequence number of the latest request for a part says which answer is its.
     std::uint32_t mtrConfigSeqNum = 0;
     std::vector<Messaging::MtrTest> mtrTests;
     std::uint32_t networkConfigSeqNum = 0;

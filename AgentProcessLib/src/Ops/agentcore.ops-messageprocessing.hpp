@@ -19,8 +19,10 @@ void ProcessIncomingMessages(MessageResponses& messageResponses, AppState& appSt
 
 /// Takes one response off the queue, if there is one, and acts on it; more are left for later passes. The response is
 /// off the queue also when acting on it throws.
-/// Throws the runtime exceptions "An inbound message had an error: " and what failed, "Failed to parse PollResponse "
-/// and the payload.
+/// A notice of a changed configuration holds the caller for two seconds.
+/// Throws the runtime exceptions "An inbound message had an error: " and what failed, "Failed to parse PollResponse " and
+/// "Failed to parse UserGroups notification: ", each with the payload, "Nullable is null" for a configuration without a
+/// boolean "success", and that of RapidJsonDocument for one that is not JSON; the current state is then as it was.
 void ProcessMessageResponse(AppState& appState, MessageResponses& messageResponses);
 
 /// Acts on an accepted exchange.

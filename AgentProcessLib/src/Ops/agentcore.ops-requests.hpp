@@ -12,9 +12,9 @@
 #include <google/protobuf/message.h>
 #include <msg_ids.pb.h>
 
-/// What the agent asks its server for before it polls. Each call but the first queues one request, with the next sequence number, and
-/// blocks until its answer is there or the time is up; a stop is not seen meanwhile. What else the connector delivers stays
-/// in its queue. Main thread only.
+/// What the agent asks its server for before it polls. Each of the requests is queued with the next sequence number, and
+/// its call blocks until the answer is there or the time is up; a stop is not seen meanwhile. What else the connector
+/// delivers stays in its queue. Main thread only.
 ///
 /// Besides what is told at each, they throw what Serialise() throws.
 namespace AgentCore::Ops

@@ -95,4 +95,10 @@ bool CompareVersionsAndUpgrade(
     return true;
 }
 
+bool CompareVersionsAndUpgrade(
+    const std::string& targetVersion, Identity& identity, Shared::Concurrency::WaitableTimer& upgradeTimer)
+{
+    return CompareVersionsAndUpgrade(ConvertStringType(targetVersion), identity, upgradeTimer);
+}
+
 } // namespace AgentCore::Ops

@@ -29,5 +29,8 @@ VersionOrder CompareVersions(std::wstring_view first, std::wstring_view second);
 /// untouched, and what SetTimerInMillis() throws, with the request made.
 bool CompareVersionsAndUpgrade(
     const std::wstring& targetVersion, Identity& identity, Shared::Concurrency::WaitableTimer& upgradeTimer);
+/// The same with the server's text, in UTF-8.
+bool CompareVersionsAndUpgrade(
+    const std::string& targetVersion, Identity& identity, Shared::Concurrency::WaitableTimer& upgradeTimer);
 
 } // namespace AgentCore::Ops

@@ -97,6 +97,23 @@ TEST_F(MainLoopTest, AnExceptionInPollingChangesNeitherStateNorCounters)
     EXPECT_GE(watch.ElapsedMs(), 990.0) << "a lasting fault must not keep a processor busy";
 }
 
+TEST_F(MainLoopTest, ResponsesThatFailInPollingDoNotHoldThoseBehindThem)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    for (int i = 0; i < 200; ++i)
+    {
+        PushResponse(4711, MessageResponseStatus::Failure);
+    }
+    MainLoop loop(m_context, Only(RuntimeState::InPolling, &Nothing));
+    const TestSupport::Stopwatch watch;
+    while (!m_responses.Empty())
+    {
+        ASSERT_TRUE(loop.RunPass());
+    }
+    EXPECT_LT(watch.ElapsedMs(), 100'000.0) << "a second for each would be 200";
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+}
+
 TEST_F(MainLoopTest, AStopEndsALastingFaultInPolling)
 {
     SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});

@@ -1,11 +1,14 @@
 #include "agentprocess.states-configuration.hpp"
 
+#include "shared.concurrency-functions.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
+#include "shared.time-clock.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "test.support-mainloop.hpp"
 #include "wireprotocol.comms-functions.hpp"
 
+#include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -186,17 +189,65 @@ TEST_F(ConfigurationStatesTest, ARefusedRequestIsRepeatedAfterTheDelay)
     EXPECT_EQ(Top(), RuntimeState::GetMtrConfig);
 }
 
-TEST_F(ConfigurationStatesTest, ALateAnswerToAnEarlierRequestHasNoEffectAndTheStateRunsAgain)
+TEST_F(ConfigurationStatesTest, ALateAnswerToAnEarlierRequestIsNoneAndTheStateIsRepeated)
 {
     Shared::Time::ClockControl::SetSpeed(10'000);
     SetStack({RuntimeState::GetTestsConfig, RuntimeState::GetTagConfig});
-    m_state.tagConfigSeqNum = 4'000'000;
-    const std::uint32_t late = m_state.nextSeqNum;
-    Answer(6006, late, R"({"success":true,"values":{}})");
+    Answer(6006, m_state.nextSeqNum, R"({"success":true,"values":{}})");
     MainLoop loop(m_context);
     EXPECT_TRUE(loop.RunPass());
     EXPECT_THAT(Stack(), ElementsAre(RuntimeState::GetTagConfig, RuntimeState::RetryPrevious));
     EXPECT_EQ(m_state.inboundMessages.Size(), 1U);
+}
+
+TEST_F(ConfigurationStatesTest, AResponseWhoseNumberMatchesNothingHasNoEffectAndTheStateRunsAgain)
+{
+    SetStack({RuntimeState::GetTestsConfig, RuntimeState::GetTagConfig});
+    // Stands before the state's own response.
+    m_responses.Push(AgentCore::Messaging::MessageResponse(
+        {m_state.nextSeqNum, 6006, R"({"success":true,"values":{}})", 0, 0, {}}, MessageResponseStatus::Success));
+    Answer(6006, m_state.nextSeqNum + 1, R"({"success":true,"values":{}})");
+    MainLoop loop(m_context);
+    EXPECT_TRUE(loop.RunPass());
+    EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
+    Answer(6006, m_state.nextSeqNum + 1, R"({"success":true,"values":{}})");
+    EXPECT_TRUE(loop.RunPass());
+    EXPECT_EQ(m_log.Count(Level::Info, "Main loop state: GetTagConfig"), 2U);
+}
+
+TEST_F(ConfigurationStatesTest, TestsThatTheServerHasTurnedOffAreTurnedOffWhenTheConfigurationIsWhole)
+{
+    m_state.instanceAgentConfig.set_enabled(false);
+    StateFunctions::ConfigCompleted(m_context);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(false));
+}
+
+TEST_F(ConfigurationStatesTest, ACompletionThatFailsIsRepeatedAndPushesNothing)
+{
+    SetStack({RuntimeState::GetAccountAgentConfig, RuntimeState::ConfigCompleted});
+    m_identity.installedVersion = L"1.0";
+    m_identity.targetVersionFails = true;
+    AddTargetVersion(MOBILE_USER, DESKTOP, AGENT_OPERATING_SYSTEM_WINDOWS, "2.0");
+    MainLoop loop(m_context);
+    EXPECT_TRUE(loop.RunPass());
+    EXPECT_THAT(Stack(), ElementsAre(RuntimeState::ConfigCompleted, RuntimeState::RetryPrevious));
+    EXPECT_FALSE(m_context.configured);
+    m_identity.targetVersionFails = false;
+    EXPECT_TRUE(loop.RunPass());
+    EXPECT_TRUE(loop.RunPass());
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
+    EXPECT_TRUE(m_context.configured);
+}
+
+TEST_F(ConfigurationStatesTest, ARequestedUpgradeIsDueAgainAfterFifteenMinutes)
+{
+    Shared::Time::ClockControl::SetSpeed(10'000);
+    m_identity.installedVersion = L"1.0";
+    AddTargetVersion(MOBILE_USER, DESKTOP, AGENT_OPERATING_SYSTEM_WINDOWS, "2.0");
+    const auto start = Shared::Time::MonotonicNow();
+    StateFunctions::ConfigCompleted(m_context);
+    EXPECT_TRUE(Shared::Concurrency::WaitFor(m_upgradeTimer.GetHandle(), 3'600'000));
+    EXPECT_GE(Shared::Time::MonotonicNow() - start, std::chrono::minutes(15));
 }
 
 TEST_F(ConfigurationStatesTest, ACompletedConfigurationDropsStaleNoticesAndLeadsToPolling)
@@ -207,7 +258,7 @@ TEST_F(ConfigurationStatesTest, ACompletedConfigurationDropsStaleNoticesAndLeads
     StateFunctions::ConfigCompleted(m_context);
     ASSERT_EQ(m_state.inboundMessages.Size(), 1U);
     EXPECT_EQ(m_state.inboundMessages.At(0).SeqNum, 2U);
-    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(true));
     EXPECT_EQ(m_identity.autoUpdateEnablings, 1);
     EXPECT_TRUE(m_context.configured);
     EXPECT_EQ(Top(), RuntimeState::InPolling);

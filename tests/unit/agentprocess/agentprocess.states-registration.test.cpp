@@ -32,7 +32,7 @@ TEST_F(RegistrationStatesTest, InitialiseForgetsWhatWaitsAndTrustsTheServersSwit
     EXPECT_TRUE(m_state.inboundMessages.Empty());
     EXPECT_TRUE(m_responses.Empty());
     EXPECT_TRUE(m_state.instanceAgentConfig.enabled());
-    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_THAT(m_identity.enablementUpdates, ::testing::ElementsAre(true));
 }
 
 TEST_F(RegistrationStatesTest, AnAgentWithoutAnIdentityRegisters)

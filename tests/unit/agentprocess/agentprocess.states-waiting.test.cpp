@@ -1,9 +1,12 @@
 #include "agentprocess.states-waiting.hpp"
 
+#include "shared.concurrency-thread.hpp"
 #include "shared.exception-exceptions.hpp"
+#include "shared.time-clock.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "test.support-mainloop.hpp"
 
+#include <chrono>
 #include <limits>
 
 namespace
@@ -13,6 +16,7 @@ using AgentCore::Messaging::MessageResponseStatus;
 using AgentCore::Ops::RuntimeState;
 using Shared::Log::Level;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 namespace StateFunctions = Agent::Process::StateFunctions;
 
 class WaitingStatesTest : public TestSupport::MainLoopTest
@@ -24,6 +28,28 @@ protected:
         TouchAgentKey(L"a text that nobody else writes");
         return m_registryChanged.WaitOnEvent(TestSupport::LimitMs);
     }
+
+    /// Writes a value of the agent key once the given state has begun to wait.
+    void TouchAgentKeySoon()
+    {
+        m_toucher.Start(
+            [this]
+            {
+                Shared::Time::SleepFor(std::chrono::milliseconds(200));
+                TouchAgentKey(L"changed");
+                return 0;
+            });
+    }
+
+    /// Runs the state with a change of the key behind its beginning.
+    void RetryThroughAChange()
+    {
+        TouchAgentKeySoon();
+        StateFunctions::RetryPrevious(m_context);
+        m_toucher.JoinNoThrow(TestSupport::LimitMs);
+    }
+
+    Shared::Concurrency::Thread m_toucher{"toucher"};
 };
 
 TEST_F(WaitingStatesTest, PollingEndsWithTheStopEvent)
@@ -54,7 +80,7 @@ TEST_F(WaitingStatesTest, AChangedIdentityLeadsFromPollingToInitialise)
     TouchAgentKey(L"changed");
     StateFunctions::InPolling(m_context);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
-    EXPECT_EQ(m_identity.enablementUpdates, 0);
+    EXPECT_THAT(m_identity.enablementUpdates, IsEmpty());
     EXPECT_TRUE(IsWatchArmed());
 }
 
@@ -65,8 +91,17 @@ TEST_F(WaitingStatesTest, AnyOtherRegistryChangeUpdatesTheStatusAndPollingGoesOn
     TouchAgentKey(L"changed");
     StateFunctions::InPolling(m_context);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
-    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(true));
     EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, ATestSwitchThatTheServerHasTurnedOffIsKeptOff)
+{
+    SetStack({RuntimeState::ConfigCompleted, RuntimeState::InPolling});
+    m_state.instanceAgentConfig.set_enabled(false);
+    TouchAgentKey(L"changed");
+    StateFunctions::InPolling(m_context);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(false));
 }
 
 TEST_F(WaitingStatesTest, TheWatchIsArmedAgainAlsoWhenTheReactionThrows)
@@ -106,7 +141,7 @@ TEST_F(WaitingStatesTest, TheHeartbeatEndsTheWaitAndDoesNothing)
     m_heartbeatTimer.SetTimerInMillis(0, 0);
     StateFunctions::InPolling(m_context);
     EXPECT_EQ(Top(), RuntimeState::InPolling);
-    EXPECT_EQ(m_identity.enablementUpdates, 0);
+    EXPECT_THAT(m_identity.enablementUpdates, IsEmpty());
 }
 
 TEST_F(WaitingStatesTest, TheUpgradeTimerIsReportedAndTheUpgradeRequestedAgain)
@@ -156,8 +191,7 @@ TEST_F(WaitingStatesTest, ARegistryChangeDuringARetryStartsItOverOneAttemptLonge
 {
     SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
     m_identity.delayMs = TestSupport::LimitMs;
-    TouchAgentKey(L"changed");
-    StateFunctions::RetryPrevious(m_context);
+    RetryThroughAChange();
     EXPECT_THAT(Stack(), ElementsAre(RuntimeState::GetTagConfig, RuntimeState::RetryPrevious));
     EXPECT_EQ(m_context.retryAttempts, 1U);
     m_stopEvent.Signal();
@@ -170,9 +204,10 @@ TEST_F(WaitingStatesTest, ARegistryChangeThatEnablesTheTestsEndsTheRetry)
     SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
     m_identity.delayMs = TestSupport::LimitMs;
     m_identity.testsEnabled = true;
-    TouchAgentKey(L"changed");
-    StateFunctions::RetryPrevious(m_context);
+    m_state.instanceAgentConfig.set_enabled(false);
+    RetryThroughAChange();
     EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(false)) << "the server's switch is asked too";
     EXPECT_TRUE(IsWatchArmed());
 }
 
@@ -181,10 +216,48 @@ TEST_F(WaitingStatesTest, AChangedIdentityEndsTheRetry)
     SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
     m_identity.delayMs = TestSupport::LimitMs;
     ChangeIdentity();
-    TouchAgentKey(L"changed");
+    RetryThroughAChange();
+    EXPECT_EQ(Top(), RuntimeState::Initialise);
+    EXPECT_THAT(m_identity.enablementUpdates, IsEmpty());
+}
+
+TEST_F(WaitingStatesTest, WhatTheAgentItselfWroteBeforeTheDelayDoesNotCutItShort)
+{
+    SetStack({RuntimeState::GetUserGroups, RuntimeState::RetryPrevious});
+    m_identity.delayMs = 100;
+    m_identity.testsEnabled = true;
+    m_registryChanged.Signal();
+    const TestSupport::Stopwatch watch;
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_GE(watch.ElapsedMs(), 100.0);
+    EXPECT_THAT(Stack(), ElementsAre(RuntimeState::RetryPrevious, RuntimeState::GetUserGroups));
+    EXPECT_THAT(m_identity.enablementUpdates, IsEmpty());
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, AUserWhoChangedBeforeTheDelayEndsIt)
+{
+    SetStack({RuntimeState::GetMtrConfig, RuntimeState::RetryPrevious});
+    m_identity.delayMs = TestSupport::LimitMs;
+    m_identity.registration.subtenantId = L"tenant";
+    m_identity.vpnInfo.subTenantId = L"tenant";
+    m_identity.vpnInfo.fullUsername = L"berta";
+    m_state.username = L"anna";
+    m_registryChanged.Signal();
     StateFunctions::RetryPrevious(m_context);
     EXPECT_EQ(Top(), RuntimeState::Initialise);
-    EXPECT_EQ(m_identity.enablementUpdates, 0);
+    EXPECT_TRUE(IsWatchArmed());
+}
+
+TEST_F(WaitingStatesTest, AUserWhoIsNotKnownYetHasNotChanged)
+{
+    SetStack({RuntimeState::GetTagConfig, RuntimeState::RetryPrevious});
+    m_identity.registration.subtenantId = L"tenant";
+    m_identity.vpnInfo.subTenantId = L"tenant";
+    m_identity.vpnInfo.fullUsername = L"anna";
+    m_registryChanged.Signal();
+    StateFunctions::RetryPrevious(m_context);
+    EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
 }
 
 TEST_F(WaitingStatesTest, TheAttemptsStayAtTheirMaximum)
@@ -236,7 +309,7 @@ TEST_F(WaitingStatesTest, ARegistryChangeInDisconnectedUpdatesTheStatusAndTheWai
     const TestSupport::Stopwatch watch;
     StateFunctions::Disconnected(m_context);
     EXPECT_GE(watch.ElapsedMs(), 400.0);
-    EXPECT_EQ(m_identity.enablementUpdates, 1);
+    EXPECT_THAT(m_identity.enablementUpdates, ElementsAre(true));
     EXPECT_GE(m_log.Count(Level::Warning, "Agent will attempt to reconnect in "), 2U);
     EXPECT_EQ(m_context.retryAttempts, 1U);
 }

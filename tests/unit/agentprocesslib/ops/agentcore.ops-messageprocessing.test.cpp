@@ -283,16 +283,19 @@ TEST_F(MessageProcessingTest, EachConfigurationAnswerIsStoredAndLeadsToTheNextSt
 
 TEST_F(MessageProcessingTest, AConfigurationThatIsNoJsonLeavesTheState)
 {
-    for (const auto& [field, payload, next] : BeforeUserGroups)
+    const auto refuse = [&](const ChainAnswer& step)
     {
-        Enter(RuntimeState::GetTagConfig);
-        m_state.*field = 50;
-        EXPECT_THROW(
-            Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 50, "{"),
-            Shared::Exception::RuntimeException);
-        EXPECT_EQ(Top(), RuntimeState::GetTagConfig);
-        m_state.*field = 0;
-    }
+        Enter(RuntimeState::GetUserGroups);
+        m_state.*step.field = 50;
+        EXPECT_EQ(
+            TestSupport::RuntimeText(
+                [&] { Process(Messages::MSGIDS_CONFIG_GET2_RESPONSE, MessageResponseStatus::Success, 50, "{"); }),
+            "rapidJSON encountered a parse error on string ==> {");
+        EXPECT_EQ(Top(), RuntimeState::GetUserGroups);
+        m_state.*step.field = 0;
+    };
+    std::for_each(BeforeUserGroups.begin(), BeforeUserGroups.end(), refuse);
+    std::for_each(BehindUserGroups.begin(), BehindUserGroups.end(), refuse);
 }
 
 TEST_F(MessageProcessingTest, AConfigurationAnswerThatNobodyAskedForHasNoEffect)
@@ -356,6 +359,27 @@ TEST_F(MessageProcessingTest, AnUpdateRequestLeadsToTheUpdateTask)
         R"({"targetAgentVersion":"3.4"})");
     EXPECT_EQ(Top(), RuntimeState::RunUpdateTask);
     EXPECT_EQ(m_state.accountAgentConfig.target_version(), "3.4");
+}
+
+TEST_F(MessageProcessingTest, AnUpdateRequestWithoutAVersionLeadsToTheUpdateTaskAllTheSame)
+{
+    for (const char* payload : {"", "{}", R"({"targetAgentVersion":7})"})
+    {
+        Enter(RuntimeState::InPolling);
+        m_state.accountAgentConfig.set_target_version("3.3");
+        Process(Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST, MessageResponseStatus::Success, 0, payload);
+        EXPECT_EQ(Top(), RuntimeState::RunUpdateTask);
+        EXPECT_EQ(m_state.accountAgentConfig.target_version(), "3.3");
+    }
+}
+
+TEST_F(MessageProcessingTest, AnUpdateRequestThatIsNoJsonLeadsNowhere)
+{
+    Enter(RuntimeState::InPolling);
+    EXPECT_THROW(
+        Process(Messages::MSGIDS_AGENT_CHECK_FOR_UPDATES_REQUEST, MessageResponseStatus::Success, 0, "{"),
+        Shared::Exception::RuntimeException);
+    EXPECT_EQ(Top(), RuntimeState::InPolling);
 }
 
 TEST_F(MessageProcessingTest, AnAcknowledgementMovesNothing)
