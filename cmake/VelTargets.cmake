@@ -181,9 +181,9 @@ function(vel_bench name)
     set_tests_properties(${name} PROPERTIES LABELS bench TIMEOUT 300 RUN_SERIAL TRUE)
 endfunction()
 
-# A libFuzzer target (LLVMFuzzerTestOneInput). In the build linux-fuzz it is a fuzzer, and its test goes through the
-# corpus and then tries new inputs for a moment; in every other build a small driver takes the fuzzer's place, and the
-# test gives each file of the corpus to the target once.
+# A libFuzzer target (LLVMFuzzerTestOneInput). With the address sanitizer it is a fuzzer, and its test goes through the
+# corpus and then tries new inputs for a moment; in builds without a sanitizer a small driver takes the fuzzer's place, and
+# the test gives each file of the corpus to the target once. The thread sanitizer has nothing to find in it.
 function(vel_fuzz name)
     cmake_parse_arguments(PARSE_ARGV 1 ARG "" "CORPUS" "SOURCES;LINK")
     vel_check_arguments(vel_fuzz ${name})
@@ -192,7 +192,7 @@ function(vel_fuzz name)
     endif()
     vel_own_platform_files(sources ${ARG_SOURCES})
     list(FILTER sources INCLUDE REGEX "\\.cpp$")
-    if(NOT sources)
+    if(NOT sources OR VEL_SANITIZE STREQUAL "thread")
         return()
     endif()
     cmake_path(ABSOLUTE_PATH ARG_CORPUS BASE_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" NORMALIZE)
@@ -202,7 +202,7 @@ function(vel_fuzz name)
     endif()
     math(EXPR timeout "120 * ${VEL_TIME_SCALE}")
 
-    if(VEL_SANITIZE STREQUAL "fuzzer")
+    if(VEL_SANITIZE STREQUAL "address")
         vel_add_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK})
         target_link_options(${name} PRIVATE -fsanitize=fuzzer)
         # New inputs of the moment go to a folder of the build, never into the tree.
