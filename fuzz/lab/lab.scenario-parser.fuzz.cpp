@@ -28,8 +28,15 @@ void CheckScenario(const Lab::Scenario& scenario)
     constexpr double LongestSeconds = 30 * 86'400;
     Require(!scenario.cloud.registration.empty());
     Require(!scenario.duration || (scenario.duration->count() >= 0.1 && scenario.duration->count() <= LongestSeconds));
+    for (const Lab::ScriptedAnswer& answer : scenario.cloud.answers)
+    {
+        Require(!Lab::NameOf(answer.to).empty() && !Lab::NameOf(answer.way).empty());
+        Require(answer.times <= 1'000'000 && answer.delay.count() >= 0 && answer.delay.count() <= LongestSeconds);
+        Require(answer.way != Lab::AnswerWay::Refuse || answer.to != Lab::RequestKind::UserGroups);
+    }
     for (const Lab::Fault& fault : scenario.faults)
     {
+        Require((fault.kind == Lab::FaultKind::ChangeConfiguration) == (fault.configuration != nullptr));
         Require(!Lab::NameOf(fault.kind).empty());
         Require(fault.time.count() >= 0 && fault.time.count() <= LongestSeconds);
         Require(fault.duration.count() >= 0 && fault.duration.count() <= LongestSeconds);

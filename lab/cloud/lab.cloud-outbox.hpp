@@ -21,6 +21,8 @@ struct Parcel
     std::uint64_t copies = 1;
     /// It goes out even while the cloud answers nothing: a link is no answer.
     bool isGreeting = false;
+    /// Which of the cloud's exchanges it answers.
+    std::optional<std::size_t> exchange = std::nullopt;
 };
 
 /// What a link has to send, and when. Parcels of one time go in the order in which they came. Any thread may push, one

@@ -119,7 +119,7 @@ std::optional<Reply> RegistrationDesk::Answer(std::string_view payload, std::str
         reply = Reply{.msgId = Wire::MsgId::RegisterResponse, .status = Wire::StatusUnreachable};
         break;
     case AnswerKind::Rubbish:
-        reply = Reply{.msgId = Wire::MsgId::RegisterResponse, .payload = "<html>502 Bad Gateway</html>"};
+        reply = Reply{.msgId = Wire::MsgId::RegisterResponse, .payload = NoJson};
         break;
     case AnswerKind::Silence:
         return std::nullopt;

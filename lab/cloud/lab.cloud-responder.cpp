@@ -1,10 +1,12 @@
 #include "lab.cloud-responder.hpp"
 
+#include "lab.cloud-request.hpp"
 #include "lab.json-functions.hpp"
+#include "lab.scenario-catalogue.hpp"
 #include "lab.wire-names.hpp"
 #include "shared.time-clock.hpp"
 
-#include <array>
+#include <optional>
 #include <utility>
 
 namespace Lab::Cloud
@@ -15,36 +17,11 @@ namespace
 
 namespace MsgId = Wire::MsgId;
 
-/// Requests whose answer says nothing but that all is well.
-struct PlainAnswer
-{
-    std::uint32_t request;
-    std::uint32_t response;
-};
-
-constexpr std::array<PlainAnswer, 2> PlainAnswers = {
-    {{MsgId::StartupRequest, MsgId::StartupResponse}, {MsgId::PollRequest, MsgId::PollResponse}}};
+constexpr const char* AllIsWell = R"({"statusCode":200})";
 
 rapidjson::Value Copy(std::string_view text, rapidjson::Document& document)
 {
     return {text.data(), static_cast<rapidjson::SizeType>(text.size()), document.GetAllocator()};
-}
-
-std::vector<std::string> TextsOf(const rapidjson::Value& request, std::string_view member)
-{
-    std::vector<std::string> texts;
-    const rapidjson::Value* const list = Json::FindMember(request, member);
-    if (list != nullptr && list->IsArray())
-    {
-        for (const rapidjson::Value& entry : list->GetArray())
-        {
-            if (entry.IsString())
-            {
-                texts.emplace_back(entry.GetString(), entry.GetStringLength());
-            }
-        }
-    }
-    return texts;
 }
 
 rapidjson::Document ParseOrNothing(std::string_view payload)
@@ -57,6 +34,61 @@ rapidjson::Document ParseOrNothing(std::string_view payload)
     {
         return {};
     }
+}
+
+/// What one owner has of what is asked for.
+rapidjson::Value EntriesFor(
+    const rapidjson::Value& request, const rapidjson::Value& configuration, rapidjson::Document& answer)
+{
+    auto& allocator = answer.GetAllocator();
+    rapidjson::Value entries(rapidjson::kObjectType);
+    for (const std::string& tree : PathsOf(request, "trees"))
+    {
+        const rapidjson::Value* const found = Json::FindMember(configuration, tree);
+        if (found != nullptr && found->IsObject())
+        {
+            for (const auto& member : found->GetObject())
+            {
+                entries.AddMember(
+                    rapidjson::Value(member.name, allocator), rapidjson::Value(member.value, allocator), allocator);
+            }
+        }
+    }
+    for (const std::string& key : PathsOf(request, "keys"))
+    {
+        const rapidjson::Value* const found = Json::FindMember(configuration, key);
+        if (found != nullptr && !found->IsNull())
+        {
+            entries.AddMember(Copy(key, answer), rapidjson::Value(*found, allocator), allocator);
+        }
+    }
+    return entries;
+}
+
+/// An owner who has nothing has this.
+const rapidjson::Value& NoConfiguration()
+{
+    static const rapidjson::Value s_none(rapidjson::kObjectType);
+    return s_none;
+}
+
+std::vector<Owner> OwnersInOrder(const std::vector<OtherOwner>& others, const Owner& agent)
+{
+    std::vector<Owner> owners;
+    const auto add = [&](bool first)
+    {
+        for (const OtherOwner& other : others)
+        {
+            if (other.isFirst == first)
+            {
+                owners.push_back({other.uuid, other.configuration ? *other.configuration : NoConfiguration()});
+            }
+        }
+    };
+    add(true);
+    owners.push_back(agent);
+    add(false);
+    return owners;
 }
 
 Reply MakeReply(std::uint32_t msgId, const char* payload)
@@ -72,7 +104,7 @@ Reply MakeReply(std::uint32_t msgId, const char* payload)
 Wire::Envelope Address(const Reply& reply, const Wire::Envelope& request)
 {
     Wire::Envelope envelope;
-    envelope.seqNum = request.seqNum;
+    envelope.seqNum = request.seqNum + reply.seqNumDistance;
     envelope.msgId = reply.msgId;
     envelope.srcComp = request.dstComp;
     envelope.dstComp = request.srcComp;
@@ -83,58 +115,73 @@ Wire::Envelope Address(const Reply& reply, const Wire::Envelope& request)
     return envelope;
 }
 
-std::string BuildConfiguration(
-    const rapidjson::Value& request, const rapidjson::Value* configuration, std::string_view agentUuid)
+std::string BuildConfiguration(const rapidjson::Value& request, const std::vector<Owner>& owners)
 {
     rapidjson::Document answer(rapidjson::kObjectType);
     auto& allocator = answer.GetAllocator();
-    rapidjson::Value entries(rapidjson::kObjectType);
-    for (const std::string& tree : TextsOf(request, "trees"))
-    {
-        const rapidjson::Value* const found = configuration ? Json::FindMember(*configuration, tree) : nullptr;
-        if (found != nullptr && found->IsObject())
-        {
-            for (const auto& member : found->GetObject())
-            {
-                entries.AddMember(
-                    rapidjson::Value(member.name, allocator), rapidjson::Value(member.value, allocator), allocator);
-            }
-        }
-    }
-    for (const std::string& key : TextsOf(request, "keys"))
-    {
-        if (const rapidjson::Value* const found = configuration ? Json::FindMember(*configuration, key) : nullptr)
-        {
-            entries.AddMember(Copy(key, answer), rapidjson::Value(*found, allocator), allocator);
-        }
-    }
     rapidjson::Value values(rapidjson::kObjectType);
-    values.AddMember(Copy(agentUuid, answer), entries, allocator);
+    for (const Owner& owner : owners)
+    {
+        values.AddMember(Copy(owner.uuid, answer), EntriesFor(request, owner.configuration, answer), allocator);
+    }
     answer.AddMember("success", true, allocator);
     answer.AddMember("values", values, allocator);
     return Json::ToText(answer);
 }
 
 Responder::Responder(const Scenario& scenario)
-    : m_desk(scenario.cloud), m_groups(scenario.user.groups), m_configuration(scenario.cloud.configuration)
+    : m_desk(scenario.cloud),
+      m_script(scenario.cloud.answers),
+      m_groups(scenario.user.groups),
+      m_configuration(rapidjson::kObjectType),
+      m_otherOwners(scenario.cloud.owners)
 {
+    if (scenario.cloud.configuration)
+    {
+        m_configuration.CopyFrom(*scenario.cloud.configuration, m_configuration.GetAllocator());
+    }
 }
 
-std::vector<Reply> Responder::Respond(const Wire::Envelope& request, std::string_view server)
+Response Responder::Respond(const Wire::Envelope& request, std::string_view server)
 {
-    std::vector<Reply> replies;
+    Response response;
     if ((request.flags & Wire::FlagAcknowledgementExpected) != 0)
     {
         Reply acknowledgement;
         acknowledgement.msgId = request.msgId;
         acknowledgement.flags = Wire::FlagAcknowledgement;
-        replies.push_back(acknowledgement);
+        response.replies.push_back(acknowledgement);
     }
-    if (std::optional<Reply> answer = Answer(request, server))
+    const std::optional<Reply> answer = Answer(request, server);
+    if (request.msgId == MsgId::RegisterRequest && m_desk.GetLastAnswer() != AnswerKind::Success)
     {
-        replies.push_back(std::move(*answer));
+        response.how = NameOf(m_desk.GetLastAnswer());
     }
-    return replies;
+    const std::optional<RequestKind> kind = KindOf(request);
+    const std::optional<ScriptedAnswer> scripted = kind ? m_script.Take(*kind) : std::nullopt;
+    if (scripted && answer)
+    {
+        response.how = scripted->way == AnswerWay::Good ? std::string_view() : NameOf(scripted->way);
+        for (Reply& reply : Misanswer(*scripted, *answer))
+        {
+            response.replies.push_back(std::move(reply));
+        }
+    }
+    else if (answer)
+    {
+        response.replies.push_back(*answer);
+    }
+    return response;
+}
+
+void Responder::ChangeConfiguration(const rapidjson::Value& patch)
+{
+    m_configuration = Json::Merge(m_configuration, patch);
+}
+
+void Responder::ChangeGroups(std::vector<std::string> groups)
+{
+    m_groups = std::move(groups);
 }
 
 Reply Responder::Greet()
@@ -153,21 +200,19 @@ const RegistrationDesk& Responder::GetDesk() const noexcept
 
 std::optional<Reply> Responder::Answer(const Wire::Envelope& request, std::string_view server)
 {
-    for (const PlainAnswer& plain : PlainAnswers)
-    {
-        if (plain.request == request.msgId)
-        {
-            return MakeReply(plain.response, R"({"statusCode":200})");
-        }
-    }
     switch (request.msgId)
     {
+    case MsgId::StartupRequest:
+        return MakeReply(MsgId::StartupResponse, AllIsWell);
+    case MsgId::PollRequest:
+        return MakeReply(MsgId::PollResponse, AllIsWell);
     case MsgId::RegisterRequest:
         return m_desk.Answer(request.payload, server);
     case MsgId::ConfigGet2Request:
         return AnswerConfiguration(request.payload);
     case MsgId::UserGroupsRequest:
-        return AnswerUserGroups(request.payload);
+        m_user = Json::TextMember(ParseOrNothing(request.payload), "user");
+        return TellGroups();
     default:
         return std::nullopt;
     }
@@ -182,15 +227,15 @@ Reply Responder::AnswerConfiguration(std::string_view payload) const
     }
     Reply reply;
     reply.msgId = MsgId::ConfigGet2Response;
-    reply.payload = BuildConfiguration(request, m_configuration.get(), m_desk.GetAgentUuid());
+    reply.payload = BuildConfiguration(request, OwnersInOrder(m_otherOwners, {m_desk.GetAgentUuid(), m_configuration}));
     return reply;
 }
 
-Reply Responder::AnswerUserGroups(std::string_view payload) const
+Reply Responder::TellGroups() const
 {
     rapidjson::Document answer(rapidjson::kObjectType);
     auto& allocator = answer.GetAllocator();
-    answer.AddMember("user", Copy(Json::TextMember(ParseOrNothing(payload), "user"), answer), allocator);
+    answer.AddMember("user", Copy(m_user, answer), allocator);
     rapidjson::Value groups(rapidjson::kArrayType);
     for (const std::string& group : m_groups)
     {

@@ -1,12 +1,11 @@
 #pragma once
 
+#include "lab.cloud-answerscript.hpp"
 #include "lab.cloud-registration.hpp"
 #include "lab.cloud-reply.hpp"
 #include "lab.scenario-scenario.hpp"
 #include "lab.wire-envelope.hpp"
 
-#include <cstddef>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,15 +16,30 @@
 namespace Lab::Cloud
 {
 
-/// What the server says to each message of an agent: to registrations what the scenario lists, to all others what lets the
-/// agent go on. Not synchronised.
+/// What the server says to one message.
+struct Response
+{
+    /// In order; none to a message of another kind. The acknowledgement stands first where one is expected.
+    std::vector<Reply> replies;
+    /// By which name the scenario lists this way of answering; empty when it is as an agent wishes it.
+    std::string how;
+};
+
+/// What the server says to each message of an agent: what the scenario lists for it, or else what lets the agent go on. Not
+/// synchronised.
 class Responder
 {
 public:
     explicit Responder(const Scenario& scenario);
 
-    /// The replies, in order; a message of another kind has none. One that expects an acknowledgement gets it first.
-    std::vector<Reply> Respond(const Wire::Envelope& request, std::string_view server);
+    Response Respond(const Wire::Envelope& request, std::string_view server);
+
+    /// Patches the agent's own configuration (Json::Merge).
+    void ChangeConfiguration(const rapidjson::Value& patch);
+    /// What is answered from now on.
+    void ChangeGroups(std::vector<std::string> groups);
+    /// The groups of the user who was asked for last.
+    Reply TellGroups() const;
 
     /// What a server sends as soon as a link is up.
     static Reply Greet();
@@ -35,17 +49,25 @@ public:
 private:
     std::optional<Reply> Answer(const Wire::Envelope& request, std::string_view server);
     Reply AnswerConfiguration(std::string_view payload) const;
-    Reply AnswerUserGroups(std::string_view payload) const;
 
     RegistrationDesk m_desk;
+    AnswerScript m_script;
     std::vector<std::string> m_groups;
-    std::shared_ptr<const rapidjson::Document> m_configuration;
+    std::string m_user;
+    rapidjson::Document m_configuration;
+    std::vector<OtherOwner> m_otherOwners;
 };
 
-/// The answer to a request for configuration: of each tree that it names the entries, of each key its value, below the one
-/// member that is named as the agent.
-/// @param configuration by its path; null is none.
-std::string BuildConfiguration(
-    const rapidjson::Value& request, const rapidjson::Value* configuration, std::string_view agentUuid);
+/// Whose configuration stands in an answer.
+struct Owner
+{
+    std::string_view uuid;
+    /// By its path.
+    const rapidjson::Value& configuration;
+};
+
+/// The answer to a request for configuration: below a member for each owner, in their order, the entries of each tree that it
+/// names, and each key with its value.
+std::string BuildConfiguration(const rapidjson::Value& request, const std::vector<Owner>& owners);
 
 } // namespace Lab::Cloud

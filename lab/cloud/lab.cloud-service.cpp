@@ -1,5 +1,6 @@
 #include "lab.cloud-service.hpp"
 
+#include "lab.cloud-request.hpp"
 #include "lab.scenario-catalogue.hpp"
 #include "lab.wire-names.hpp"
 #include "shared.time-clock.hpp"
@@ -51,8 +52,10 @@ std::optional<std::string> AwaitFrame(Net::FrameStream& stream)
 
 std::string Summarise(const Wire::Envelope& envelope)
 {
+    const std::optional<RequestKind> kind = KindOf(envelope);
     return fmt::format(
-        "{} ({}), seq_num {}{}{}, {} bytes", Wire::NameOf(envelope.msgId), envelope.msgId, envelope.seqNum,
+        "{} ({}){}, seq_num {}{}{}, {} bytes", Wire::NameOf(envelope.msgId), envelope.msgId,
+        kind && IsForConfiguration(*kind) ? fmt::format(" for {}", NameOf(*kind)) : std::string(), envelope.seqNum,
         envelope.flags == Wire::FlagAcknowledgement ? ", acknowledgement" : "",
         envelope.status == Wire::StatusSuccess ? "" : fmt::format(", status {}", envelope.status),
         envelope.payload.size());
@@ -133,6 +136,11 @@ MessageCounts Service::GetCounts() const
     return m_journal.GetCounts();
 }
 
+std::vector<Exchange> Service::GetExchanges() const
+{
+    return m_exchanges.GetAll();
+}
+
 std::size_t Service::CutLinks(milliseconds duration)
 {
     m_cut.SwitchOn(duration);
@@ -163,6 +171,28 @@ std::size_t Service::Send(std::uint32_t msgId, const std::string& payload)
     Parcel parcel;
     parcel.envelope.msgId = msgId;
     parcel.envelope.payload = payload;
+    return SendToAll(parcel);
+}
+
+void Service::ChangeConfiguration(const rapidjson::Value& patch)
+{
+    const CriticalSection hold(&m_lock);
+    m_responder.ChangeConfiguration(patch);
+}
+
+void Service::ChangeGroups(const std::vector<std::string>& groups)
+{
+    const CriticalSection hold(&m_lock);
+    m_responder.ChangeGroups(groups);
+}
+
+std::size_t Service::SendGroups()
+{
+    Parcel parcel;
+    {
+        const CriticalSection hold(&m_lock);
+        parcel.envelope = Address(m_responder.TellGroups(), {});
+    }
     return SendToAll(parcel);
 }
 
@@ -363,6 +393,10 @@ void Service::Write(Connection& connection, const Parcel& parcel)
             m_journal.Count(Direction::ToAgent, envelope.msgId);
         }
         connection.stream.Send(Wire::Encode(envelope), SendTimeout, m_fragments.Current());
+        if (parcel.exchange)
+        {
+            m_exchanges.Answer(*parcel.exchange);
+        }
     }
 }
 
@@ -371,26 +405,26 @@ void Service::HandleRequest(Connection& connection, const std::string& frame)
     try
     {
         const Wire::Envelope request = Wire::Decode(frame);
+        const std::optional<RequestKind> kind = KindOf(request);
+        const std::optional<std::size_t> exchange = kind ? m_exchanges.Begin(*kind) : std::nullopt;
         m_journal.Keep(Direction::FromAgent, connection.hello.server, request);
         Tell("cloud", "<- " + Summarise(request));
         if (m_silent.IsOn())
         {
             return;
         }
-        std::vector<Reply> replies;
-        AnswerKind answer = AnswerKind::Success;
+        const Response response = Respond(request, connection.hello.server);
+        if (!response.how.empty())
         {
-            const CriticalSection hold(&m_lock);
-            replies = m_responder.Respond(request, connection.hello.server);
-            answer = m_responder.GetDesk().GetLastAnswer();
+            Tell("cloud", fmt::format("the scenario's answer to it: {}", response.how));
         }
-        if (request.msgId == Wire::MsgId::RegisterRequest && answer != AnswerKind::Success)
+        if (exchange)
         {
-            Tell("cloud", fmt::format("the scenario's answer to it: {}", NameOf(answer)));
+            m_exchanges.Explain(*exchange, response.how);
         }
-        for (const Reply& reply : replies)
+        for (const Reply& reply : response.replies)
         {
-            Post(connection, reply, request);
+            Post(connection, reply, request, exchange);
         }
     }
     catch (const Wire::EnvelopeError& problem)
@@ -399,9 +433,22 @@ void Service::HandleRequest(Connection& connection, const std::string& frame)
     }
 }
 
-void Service::Post(Connection& connection, const Reply& reply, const Wire::Envelope& request)
+Response Service::Respond(const Wire::Envelope& request, const std::string& server)
 {
-    if (!connection.outbox.Push({Address(reply, request)}, ToReal(reply.delay)))
+    const CriticalSection hold(&m_lock);
+    return m_responder.Respond(request, server);
+}
+
+void Service::Post(
+    Connection& connection,
+    const Reply& reply,
+    const Wire::Envelope& request,
+    const std::optional<std::size_t>& exchange)
+{
+    Parcel parcel;
+    parcel.envelope = Address(reply, request);
+    parcel.exchange = exchange;
+    if (!connection.outbox.Push(std::move(parcel), ToReal(reply.delay)))
     {
         Tell("cloud", "dropped an answer: too many wait already");
     }

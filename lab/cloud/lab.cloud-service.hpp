@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lab.cloud-exchanges.hpp"
 #include "lab.cloud-journal.hpp"
 #include "lab.cloud-outbox.hpp"
 #include "lab.cloud-responder.hpp"
@@ -17,6 +18,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +56,8 @@ public:
     /// Connectors that came for their orders.
     std::size_t GetConnectorStarts() const noexcept;
     MessageCounts GetCounts() const;
+    /// All requests besides registrations that the scenario has a name for.
+    std::vector<Exchange> GetExchanges() const;
 
     /// Breaks all links, and new ones for `duration`; for good when that is zero. Gives the number of those that broke.
     std::size_t CutLinks(std::chrono::milliseconds duration);
@@ -63,6 +67,11 @@ public:
     std::size_t Flood(std::uint64_t count, std::uint64_t size);
     /// Sends one message on each link. Gives the number of links.
     std::size_t Send(std::uint32_t msgId, const std::string& payload);
+    /// Patches the agent's configuration (Json::Merge); what is answered already stays answered.
+    void ChangeConfiguration(const rapidjson::Value& patch);
+    void ChangeGroups(const std::vector<std::string>& groups);
+    /// Sends the user's groups, as if they had been asked for, on each link. Gives the number of links.
+    std::size_t SendGroups();
     /// Sends in bites for `duration`; for good when that is zero.
     void Fragment(const Net::Fragments& fragments, std::chrono::milliseconds duration);
     /// Gives an order to every connector that is there. Gives their number.
@@ -88,7 +97,12 @@ private:
     int RunWriter(Connection& connection);
     void Write(Connection& connection, const Parcel& parcel);
     void HandleRequest(Connection& connection, const std::string& frame);
-    void Post(Connection& connection, const Reply& reply, const Wire::Envelope& request);
+    Response Respond(const Wire::Envelope& request, const std::string& server);
+    void Post(
+        Connection& connection,
+        const Reply& reply,
+        const Wire::Envelope& request,
+        const std::optional<std::size_t>& exchange);
     std::vector<Control::Order> TakeStartOrders();
     std::size_t SendToAll(const Parcel& parcel);
     std::vector<ConnectionPointer> ConnectionsOf(Control::Role role) const;
@@ -100,6 +114,7 @@ private:
     double m_speed;
     Observer m_observer;
     Journal m_journal;
+    Exchanges m_exchanges;
     Net::Listener m_listener;
     Net::TimedSwitch m_cut;
     Net::TimedSwitch m_silent;

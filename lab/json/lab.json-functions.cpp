@@ -74,7 +74,42 @@ std::string Describe(std::string_view text, const rapidjson::ParseResult& result
     return fmt::format("line {}, column {}: {}", line, column, reason);
 }
 
+/// As deep as the patch is nested.
+void MergeInto(rapidjson::Value& target, const rapidjson::Value& patch, rapidjson::Document::AllocatorType& allocator)
+{
+    if (!patch.IsObject())
+    {
+        target.CopyFrom(patch, allocator);
+        return;
+    }
+    if (!target.IsObject())
+    {
+        target.SetObject();
+    }
+    for (const auto& member : patch.GetObject())
+    {
+        if (member.value.IsNull())
+        {
+            (void)target.EraseMember(member.name);
+            continue;
+        }
+        if (target.FindMember(member.name) == target.MemberEnd())
+        {
+            target.AddMember(rapidjson::Value(member.name, allocator), rapidjson::Value(), allocator);
+        }
+        MergeInto(target.FindMember(member.name)->value, member.value, allocator);
+    }
+}
+
 } // namespace
+
+rapidjson::Document Merge(const rapidjson::Value& target, const rapidjson::Value& patch)
+{
+    rapidjson::Document merged;
+    merged.CopyFrom(target, merged.GetAllocator());
+    MergeInto(merged, patch, merged.GetAllocator());
+    return merged;
+}
 
 rapidjson::Document Parse(std::string_view text)
 {

@@ -40,6 +40,10 @@ std::string TextMember(const rapidjson::Value& object, std::string_view name);
 /// The whole number from 0 on of a member; `otherwise` when there is none that fits.
 std::uint64_t CountMember(const rapidjson::Value& object, std::string_view name, std::uint64_t otherwise);
 
+/// `target` patched as RFC 7396 tells: members of objects take the place of those that there are, null takes one away, and
+/// objects are gone into. Both are nested no deeper than DeepestNesting.
+rapidjson::Document Merge(const rapidjson::Value& target, const rapidjson::Value& patch);
+
 /// The member, or null when `object` is no object or has no such member. Owned by `object`.
 const rapidjson::Value* FindMember(const rapidjson::Value& object, std::string_view name);
 

@@ -18,6 +18,8 @@ constexpr double Day = 86'400;
 constexpr double Word = 4'294'967'295.0;
 constexpr double Million = 1'000'000;
 constexpr double Payload = 268'435'456;
+/// What a number with a fraction still holds exactly.
+constexpr double LargestExact = 9'007'199'254'740'992.0;
 
 constexpr std::array Keys = std::to_array<KeyRule>({
     {Of::Scenario, "title", Text, 0, 0, "", "one line for people"},
@@ -70,18 +72,55 @@ constexpr std::array Keys = std::to_array<KeyRule>({
      "the identity of an agent that has none yet"},
     {Of::Cloud, "unreachable", TextList, 0, 0, "none",
      "servers that the connector finds nowhere; all others that the file names are the laboratory's cloud"},
-    {Of::Cloud, "configuration", AnyObject, 0, 0, "empty",
-     "configuration by its path, as `\"/config/mtr\": {...}`: what the agent gets that asks for it"},
+    {Of::Cloud, "configuration", Object, 0, 0, "empty", "what the agent gets that asks for it"},
+    {Of::Cloud, "owners", ObjectList, 0, 0, "none", "others whose configuration stands in the same answers"},
+    {Of::Cloud, "answers", ObjectList, 0, 0, "none",
+     "to requests besides registrations: each is used up by the requests that it is for, in this order, and all other "
+     "requests are answered well"},
+
+    {Of::Configuration, "/config/network_object", AnyObject, 0, 0, "empty",
+     "by their ids: `uuid`, `name`, `domains`, `ips`"},
+    {Of::Configuration, "/config/tests", AnyObject, 0, 0, "empty",
+     "by the tests' paths, as `/config/mtr/ID`: `enabled`, `priority`"},
+    {Of::Configuration, "/config/tags", AnyObject, 0, 0, "empty", "by their ids, a text each"},
+    {Of::Configuration, "/config/mtr", AnyObject, 0, 0, "empty",
+     "by their ids: `netobj`, `tags`, `instances`, `users`, `groups`, and `mtr` with `l4_protocol`, `port`, "
+     "`report_cycles`, `interval`, `split_tunnel`"},
+    {Of::Configuration, "/config/curl", AnyObject, 0, 0, "empty",
+     "the same with `curl` instead of `mtr`: `protocol`, `path`, `port`, `ignore_ssl`, `success`, `headers`"},
+    {Of::Configuration, "/config/ete", AnyObject, 0, 0, "empty", "as `/config/mtr`"},
+    {Of::Configuration, "/config/agent", AnyObject, 0, 0, "none", "`enabled`"},
+    {Of::Configuration, "/config/cversion/instance", Count, 0, LargestExact, "none", ""},
+    {Of::Configuration, "/config/account/agent", AnyObject, 0, 0, "none",
+     "`target_versions`, a list of `agent_class`, `product`, `operating_system`, `version`; `auto_updates_enabled`, "
+     "`agent_capabilities`"},
+    {Of::Configuration, "/config/cversion/account", Count, 0, LargestExact, "none", ""},
+    {Of::Configuration, "/config/self_service", AnyObject, 0, 0, "none", "what the user is notified of"},
+
+    {Of::Owner, "uuid", Text, 0, 0, "needed", ""},
+    {Of::Owner, "place", Text, 0, 0, "behind", "`first` or `behind`, of the agent's own"},
+    {Of::Owner, "configuration", Object, 0, 0, "empty", "as `configuration` of the whole"},
 
     {Of::Answer, "answer", Text, 0, 0, "needed", "its name"},
     {Of::Answer, "server", Text, 0, 0, "the server that was asked", "the server that the answer names"},
     {Of::Answer, "code", Count, 0, 999, "500", "the answer's code"},
     {Of::Answer, "delay", Number, 0, Day, "0", "seconds before it is given"},
 
+    {Of::ScriptedAnswer, "to", Text, 0, 0, "needed", "the request"},
+    {Of::ScriptedAnswer, "how", Text, 0, 0, "needed", "the way of the answer"},
+    {Of::ScriptedAnswer, "times", Count, 0, Million, "1", "to how many such requests; 0 is to all that follow"},
+    {Of::ScriptedAnswer, "delay", Number, 0, Day, "0", "seconds before it is given"},
+    {Of::ScriptedAnswer, "error", Text, 0, 0, "none", "the text of the error"},
+    {Of::ScriptedAnswer, "code", Count, 0, 999, "500", "of `startup` and `poll`: the answer's code"},
+    {Of::ScriptedAnswer, "action", Text, 0, 0, "none", "of `startup` and `poll`: what the agent is to do"},
+    {Of::ScriptedAnswer, "body", TextOrObject, 0, 0, "", "what is in the message"},
+    {Of::ScriptedAnswer, "msgId", Count, 1, Word, "as usual", "number of the message"},
+
     {Of::Fault, "fault", Text, 0, 0, "needed", "its name"},
     {Of::Fault, "at", Number, 0, 30 * Day, "0", "seconds after the agent's start"},
     {Of::Fault, "after", Text, 0, 0, "",
-     "instead of `at`: `registration`, the first one that is accepted after the start; or `link`, the next one behind it"},
+     "instead of `at`: `registration`, the first one that is accepted after the start; `link`, the next one behind it; or "
+     "`configuration`, the first one that the agent has completely"},
     {Of::Fault, "delay", Number, 0, 30 * Day, "0", "seconds after that"},
     {Of::Fault, "start", Count, 1, 1000, "1", "of which start of the agent (`--starts`)"},
     {Of::Fault, "seconds", Number, 0, 30 * Day, "0", "how long it lasts; 0 is for good"},
@@ -90,7 +129,14 @@ constexpr std::array Keys = std::to_array<KeyRule>({
     {Of::Fault, "pause", Number, 0, Day, "0.05", "seconds between two messages or bites"},
     {Of::Fault, "exitCode", Count, 0, 255, "1", "of the connector"},
     {Of::Fault, "msgId", Count, 1, Word, "", "number of the message"},
-    {Of::Fault, "payload", AnyObject, 0, 0, "{}", "what is in the message"},
+    {Of::Fault, "payload", TextOrObject, 0, 0, "{}", "what is in the message"},
+    {Of::Fault, "configuration", Object, 0, 0, "",
+     "as `configuration` of the whole: members take the place of those that there are, null takes one away, and objects are "
+     "gone into"},
+    {Of::Fault, "groups", TextList, 0, 0, "", "as `groups` of the user"},
+    {Of::Fault, "notify", Flag, 0, 0, "true",
+     "whether the agent is told: of configuration by a notice (6056), of groups by themselves (24201)"},
+    {Of::Fault, "version", Text, 0, 0, "", "to which the agent is to be updated"},
     {Of::Fault, "user", Object, 0, 0, "lab.user", "as `user` of the whole"},
     {Of::Fault, "vpn", Object, 0, 0, "", "as `vpn` of the whole; what is not named stays"},
 });
@@ -110,6 +156,34 @@ constexpr std::array Answers = std::to_array<NameRule<AnswerKind>>({
     {AnswerKind::Silence, "silence", "none", ""},
 });
 
+constexpr std::array Requests = std::to_array<NameRule<RequestKind>>({
+    {RequestKind::Startup, "startup", "the inventory (24001), which the answer (24101) accepts", ""},
+    {RequestKind::NetworkObjects, "network-objects", "`/config/network_object`", ""},
+    {RequestKind::Tests, "tests", "`/config/tests`", ""},
+    {RequestKind::Tags, "tags", "`/config/tags`", ""},
+    {RequestKind::UserGroups, "user-groups", "the user's groups (24200), which come as a notification (24201)", ""},
+    {RequestKind::Mtr, "mtr", "`/config/mtr`", ""},
+    {RequestKind::Curl, "curl", "`/config/curl`", ""},
+    {RequestKind::Ete, "ete", "`/config/ete`", ""},
+    {RequestKind::InstanceAgent, "instance-agent", "`/config/agent` and `/config/cversion/instance`", ""},
+    {RequestKind::AccountAgent, "account-agent",
+     "`/config/account/agent`, `/config/cversion/account` and `/config/self_service`", ""},
+    {RequestKind::Poll, "poll", "a poll (24002), which the answer (24102) accepts", ""},
+});
+
+constexpr std::array AnswerWays = std::to_array<NameRule<AnswerWay>>({
+    {AnswerWay::Good, "good", "as if it did not stand here", ""},
+    {AnswerWay::Late, "late", "a good answer, after a while: still in time, or when the agent has given up", "delay!"},
+    {AnswerWay::Drop, "drop", "none", ""},
+    {AnswerWay::Refuse, "refuse", "the request was not successful: `success` is false, or the code says so",
+     "error code action delay"},
+    {AnswerWay::WrongNumber, "wrong-number", "a good answer under another sequence number", "delay"},
+    {AnswerWay::Twice, "twice", "a good answer, and the same again", "delay"},
+    {AnswerWay::Rubbish, "rubbish", "a payload that is no JSON", "delay"},
+    {AnswerWay::Body, "body", "a payload as it stands here", "body! msgId delay"},
+    {AnswerWay::DeliveryFailure, "delivery-failure", "the router could not deliver the request", "delay"},
+});
+
 constexpr std::array Faults = std::to_array<NameRule<FaultKind>>({
     {FaultKind::KillConnector, "kill-connector", "the connector's process is ended at once", ""},
     {FaultKind::HangConnector, "hang-connector", "the connector neither reads nor writes, and does not stop when told",
@@ -125,6 +199,10 @@ constexpr std::array Faults = std::to_array<NameRule<FaultKind>>({
     {FaultKind::CutLink, "cut-link", "the TCP streams to the cloud break, and new ones do too", "seconds"},
     {FaultKind::SilenceCloud, "silence-cloud", "the cloud takes everything and answers nothing", "seconds"},
     {FaultKind::SendMessage, "send-message", "the cloud sends a message that nobody asked for", "msgId! payload"},
+    {FaultKind::ChangeConfiguration, "change-configuration", "the agent's own configuration becomes another one",
+     "configuration! notify"},
+    {FaultKind::ChangeGroups, "change-groups", "the user's groups become others", "groups! notify"},
+    {FaultKind::UpdateRequest, "update-request", "the cloud wants the agent to be updated (24104)", "version!"},
     {FaultKind::ChangeUser, "change-user", "somebody else signs in at the VPN client, or nobody", "user!"},
     {FaultKind::ChangeVpn, "change-vpn", "the VPN client changes what it leaves in the registry", "vpn!"},
 });
@@ -135,13 +213,16 @@ struct ObjectTitle
     std::string_view title;
 };
 
-constexpr std::array<ObjectTitle, 7> Titles = {
+constexpr std::array<ObjectTitle, 10> Titles = {
     {{Of::Scenario, "The file is an object with these keys, none of which is needed:"},
      {Of::User, "`user`:"},
      {Of::Vpn, "`vpn`, named as in the registry:"},
      {Of::Settings, "`settings`, named as in the registry:"},
      {Of::Cloud, "`cloud`:"},
+     {Of::Configuration, "`configuration`, by its paths; null is none:"},
+     {Of::Owner, "Each entry of `owners`:"},
      {Of::Answer, "Each entry of `registration`:"},
+     {Of::ScriptedAnswer, "Each entry of `answers`:"},
      {Of::Fault, "Each entry of `faults`:"}}};
 
 std::string_view NameOf(ValueKind kind) noexcept
@@ -163,6 +244,8 @@ std::string_view NameOf(ValueKind kind) noexcept
     case Object:
     case AnyObject:
         return "object";
+    case TextOrObject:
+        return "text or object";
     }
     return "";
 }
@@ -207,6 +290,16 @@ std::string DescribeNames(std::string_view title, const Rules& rules)
     return text + "\n";
 }
 
+std::string DescribeRequests()
+{
+    std::string text = "The requests:\n\n| Name | What the agent asks for |\n|---|---|\n";
+    for (const auto& rule : Requests)
+    {
+        text += fmt::format("| `{}` | {} |\n", rule.name, rule.meaning);
+    }
+    return text + "\n";
+}
+
 template <typename Kind, typename Rules>
 std::string_view FindName(Kind kind, const Rules& rules) noexcept
 {
@@ -226,6 +319,16 @@ std::span<const NameRule<AnswerKind>> AnswerRules() noexcept
     return Answers;
 }
 
+std::span<const NameRule<RequestKind>> RequestRules() noexcept
+{
+    return Requests;
+}
+
+std::span<const NameRule<AnswerWay>> AnswerWayRules() noexcept
+{
+    return AnswerWays;
+}
+
 std::span<const NameRule<FaultKind>> FaultRules() noexcept
 {
     return Faults;
@@ -241,6 +344,16 @@ std::string_view NameOf(AnswerKind kind) noexcept
     return FindName(kind, Answers);
 }
 
+std::string_view NameOf(RequestKind kind) noexcept
+{
+    return FindName(kind, Requests);
+}
+
+std::string_view NameOf(AnswerWay way) noexcept
+{
+    return FindName(way, AnswerWays);
+}
+
 std::string DescribeScenarioKeys()
 {
     std::string text;
@@ -249,6 +362,8 @@ std::string DescribeScenarioKeys()
         text += DescribeObject(title);
     }
     text += DescribeNames("The answers to a registration:", Answers);
+    text += DescribeRequests();
+    text += DescribeNames("The ways of an answer to them:", AnswerWays);
     text += DescribeNames("The faults:", Faults);
     text.pop_back();
     return text;

@@ -21,7 +21,10 @@ enum class ScenarioObject : std::size_t
     Vpn,
     Settings,
     Cloud,
+    Configuration,
+    Owner,
     Answer,
+    ScriptedAnswer,
     Fault
 };
 
@@ -37,7 +40,9 @@ enum class ValueKind
     Object,
     ObjectList,
     /// An object whose content is not looked at.
-    AnyObject
+    AnyObject,
+    /// A text, or an object whose content is not looked at.
+    TextOrObject
 };
 
 struct KeyRule
@@ -66,11 +71,15 @@ struct NameRule
 
 std::span<const KeyRule> KeyRules() noexcept;
 std::span<const NameRule<AnswerKind>> AnswerRules() noexcept;
+std::span<const NameRule<RequestKind>> RequestRules() noexcept;
+std::span<const NameRule<AnswerWay>> AnswerWayRules() noexcept;
 std::span<const NameRule<FaultKind>> FaultRules() noexcept;
 
-/// "fault" or "flood": the name by which a scenario calls it.
+/// The name by which a scenario calls it, as "flood".
 std::string_view NameOf(FaultKind kind) noexcept;
 std::string_view NameOf(AnswerKind kind) noexcept;
+std::string_view NameOf(RequestKind kind) noexcept;
+std::string_view NameOf(AnswerWay way) noexcept;
 
 /// All the tables, in the form of the documentation.
 std::string DescribeScenarioKeys();

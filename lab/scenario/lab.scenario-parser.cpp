@@ -4,8 +4,12 @@
 #include "lab.scenario-reader.hpp"
 #include "shared.util-functions.hpp"
 
+#include <algorithm>
+#include <array>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <utility>
 
 #include <fmt/format.h>
@@ -18,6 +22,7 @@ namespace
 
 /// Keys that every answer and every fault takes beside those of its own.
 constexpr std::string_view AnswerKeys = "answer";
+constexpr std::string_view ScriptedAnswerKeys = "to how times";
 constexpr std::string_view FaultKeys = "fault at after delay start";
 
 ScenarioUser ReadUser(const ObjectReader& reader)
@@ -79,6 +84,81 @@ RegistrationAnswer ReadAnswer(const ObjectReader& reader)
     return answer;
 }
 
+/// What a request knows of a refusal.
+void CheckRefusal(const ObjectReader& reader, RequestKind to)
+{
+    if (to == RequestKind::UserGroups)
+    {
+        reader.Refuse(
+            "how", "\"refuse\" is not for \"user-groups\": they come as a notification, which refuses nothing");
+    }
+    const bool hasCode = to == RequestKind::Startup || to == RequestKind::Poll;
+    for (const std::string_view key : {"code", "action"})
+    {
+        if (!hasCode && reader.Has(key))
+        {
+            reader.Refuse(
+                key, fmt::format("means nothing for {}, only for \"startup\" and \"poll\"", Quote(NameOf(to))));
+        }
+    }
+}
+
+std::optional<std::string> ReadOptionalText(const ObjectReader& reader, std::string_view key)
+{
+    return reader.Has(key) ? std::optional(reader.Text(key)) : std::nullopt;
+}
+
+ScriptedAnswer ReadScriptedAnswer(const ObjectReader& reader)
+{
+    ScriptedAnswer answer;
+    const auto* const to = reader.FindName("to", "request", RequestRules());
+    const auto* const how = reader.ChooseName("how", "way to answer", AnswerWayRules(), ScriptedAnswerKeys);
+    answer.to = to == nullptr ? answer.to : to->kind;
+    answer.way = how == nullptr ? answer.way : how->kind;
+    if (to != nullptr && how != nullptr && how->kind == AnswerWay::Refuse)
+    {
+        CheckRefusal(reader, to->kind);
+    }
+    answer.times = reader.Count("times", answer.times);
+    answer.delay = AgentSeconds(reader.Number("delay", 0));
+    answer.code = static_cast<std::int32_t>(reader.Count("code", static_cast<std::uint64_t>(answer.code)));
+    answer.error = ReadOptionalText(reader, "error");
+    answer.action = ReadOptionalText(reader, "action");
+    answer.body = reader.TextOrObject("body");
+    answer.msgId = static_cast<std::uint32_t>(reader.Count("msgId", 0));
+    return answer;
+}
+
+/// The member "configuration"; null when there is none.
+ConfigurationPointer ReadConfiguration(const ObjectReader& reader, Problems& problems)
+{
+    constexpr std::string_view Key = "configuration";
+    const rapidjson::Value* const configuration = reader.Object(Key);
+    if (configuration == nullptr)
+    {
+        return nullptr;
+    }
+    // What is wrong in it is told by this.
+    (void)ObjectReader(*configuration, reader.PathOf(Key), ScenarioObject::Configuration, problems);
+    auto copy = std::make_shared<rapidjson::Document>();
+    copy->CopyFrom(*configuration, copy->GetAllocator());
+    return copy;
+}
+
+OtherOwner ReadOwner(const ObjectReader& reader, Problems& problems)
+{
+    OtherOwner owner;
+    owner.uuid = reader.Text("uuid");
+    const std::string place = reader.Text("place", "behind");
+    if (place != "first" && place != "behind")
+    {
+        reader.Refuse("place", fmt::format("{} is no place; there are: behind, first", Quote(place)));
+    }
+    owner.isFirst = place == "first";
+    owner.configuration = ReadConfiguration(reader, problems);
+    return owner;
+}
+
 void ReadCloud(const ObjectReader& reader, CloudBehaviour& cloud, Problems& problems)
 {
     if (const auto entries = reader.ObjectList("registration"); !entries.empty())
@@ -97,12 +177,45 @@ void ReadCloud(const ObjectReader& reader, CloudBehaviour& cloud, Problems& prob
     cloud.accountId = static_cast<std::uint32_t>(reader.Count("accountId", cloud.accountId));
     cloud.agentUuid = reader.Text("agentUuid", cloud.agentUuid);
     cloud.unreachable = reader.TextList("unreachable");
-    if (const rapidjson::Value* const configuration = reader.Object("configuration"))
+    cloud.configuration = ReadConfiguration(reader, problems);
+    for (const ObjectReader::Entry& entry : reader.ObjectList("owners"))
     {
-        auto copy = std::make_shared<rapidjson::Document>();
-        copy->CopyFrom(*configuration, copy->GetAllocator());
-        cloud.configuration = std::move(copy);
+        cloud.owners.push_back(
+            ReadOwner(ObjectReader(*entry.value, entry.path, ScenarioObject::Owner, problems), problems));
     }
+    for (const ObjectReader::Entry& entry : reader.ObjectList("answers"))
+    {
+        cloud.answers.push_back(
+            ReadScriptedAnswer(ObjectReader(*entry.value, entry.path, ScenarioObject::ScriptedAnswer, problems)));
+    }
+}
+
+/// What a fault's time may be counted from, by its name.
+struct OriginName
+{
+    std::string_view name;
+    FaultOrigin origin;
+};
+
+/// In the order in which they are told.
+constexpr std::array<OriginName, 3> Origins = {
+    {{"configuration", FaultOrigin::Configuration},
+     {"link", FaultOrigin::Link},
+     {"registration", FaultOrigin::Registration}}};
+
+FaultOrigin ReadOrigin(const ObjectReader& reader)
+{
+    const std::string after = reader.Text("after");
+    const auto* const found =
+        std::find_if(Origins.begin(), Origins.end(), [&](const OriginName& known) { return known.name == after; });
+    if (found != Origins.end())
+    {
+        return found->origin;
+    }
+    reader.Refuse(
+        "after",
+        fmt::format("{} is nothing that can be awaited; there are: configuration, link, registration", Quote(after)));
+    return FaultOrigin::Start;
 }
 
 void ReadTime(const ObjectReader& reader, Fault& fault)
@@ -116,15 +229,9 @@ void ReadTime(const ObjectReader& reader, Fault& fault)
     {
         reader.Refuse("delay", "means nothing without \"after\"");
     }
-    const std::string after = reader.Text("after");
-    if (isAfter && after != "registration" && after != "link")
-    {
-        reader.Refuse(
-            "after", fmt::format("{} is nothing that can be awaited; there are: link, registration", Quote(after)));
-    }
     if (isAfter)
     {
-        fault.origin = after == "link" ? FaultOrigin::Link : FaultOrigin::Registration;
+        fault.origin = ReadOrigin(reader);
     }
     fault.time = AgentSeconds(reader.Number(isAfter ? "delay" : "at", 0));
 }
@@ -146,8 +253,11 @@ Fault ReadFault(const ObjectReader& reader, Problems& problems)
     fault.size = reader.Count("size", StandardSize);
     fault.exitCode = static_cast<std::int32_t>(reader.Count("exitCode", 1));
     fault.msgId = static_cast<std::uint32_t>(reader.Count("msgId", 0));
-    const rapidjson::Value* const payload = reader.Object("payload");
-    fault.payload = payload == nullptr ? "{}" : Json::ToText(*payload);
+    fault.payload = reader.TextOrObject("payload", "{}");
+    fault.configuration = ReadConfiguration(reader, problems);
+    fault.groups = reader.TextList("groups");
+    fault.notifies = reader.Flag("notify", true);
+    fault.version = reader.Text("version");
     if (const rapidjson::Value* const user = reader.Object("user"))
     {
         fault.user = ReadUser(ObjectReader(*user, reader.PathOf("user"), ScenarioObject::User, problems));

@@ -56,6 +56,8 @@ std::string_view NameOf(ValueKind kind) noexcept
     case ValueKind::Object:
     case ValueKind::AnyObject:
         return "an object";
+    case ValueKind::TextOrObject:
+        return "a text or an object";
     }
     return "something else";
 }
@@ -86,6 +88,8 @@ bool HasKind(const rapidjson::Value& value, ValueKind kind)
     case ValueKind::Object:
     case ValueKind::AnyObject:
         return value.IsObject();
+    case ValueKind::TextOrObject:
+        return value.IsString() || value.IsObject();
     }
     return false;
 }
@@ -254,6 +258,16 @@ const rapidjson::Value* ObjectReader::Object(std::string_view key) const
     return Find(key, ValueKind::Object);
 }
 
+std::string ObjectReader::TextOrObject(std::string_view key, std::string_view otherwise) const
+{
+    const rapidjson::Value* const value = Find(key, ValueKind::TextOrObject);
+    if (value == nullptr)
+    {
+        return std::string(otherwise);
+    }
+    return value->IsString() ? TextOf(*value) : Json::ToText(*value);
+}
+
 std::vector<ObjectReader::Entry> ObjectReader::ObjectList(std::string_view key) const
 {
     std::vector<Entry> entries;
@@ -319,6 +333,10 @@ void ObjectReader::CheckMembers() const
                 fmt::format(
                     "there is no such key{}{}", ListNames(names),
                     nearest.empty() ? std::string() : fmt::format("; was \"{}\" meant?", nearest)));
+        }
+        else if (member.value.IsNull() && m_object == ScenarioObject::Configuration)
+        {
+            // There is none.
         }
         else if (!HasKind(member.value, rule->kind))
         {

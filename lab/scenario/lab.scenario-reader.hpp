@@ -47,6 +47,8 @@ public:
     std::vector<std::string> TextList(std::string_view key) const;
     /// Null when it is not there or is none.
     const rapidjson::Value* Object(std::string_view key) const;
+    /// A text as it is, an object as JSON.
+    std::string TextOrObject(std::string_view key, std::string_view otherwise = {}) const;
 
     /// Its entries with their paths; those that are no objects are left out.
     struct Entry
@@ -62,8 +64,11 @@ public:
     const std::string& GetPath() const noexcept;
     /// Says that a member is wrong in a way that its rule does not know.
     void Refuse(std::string_view key, std::string_view problem) const;
-    /// Holds the member `nameKey` against the names of `rules`, and the other members against the keys that the rule of
-    /// that name takes beside `common`. Null when there is no such name.
+    /// Holds the member `nameKey` against the names of `rules`. Null when there is no such name.
+    template <typename Kind>
+    const NameRule<Kind>* FindName(
+        std::string_view nameKey, std::string_view what, std::span<const NameRule<Kind>> rules) const;
+    /// FindName(), and holds the other members against the keys that the rule of that name takes beside `common`.
     template <typename Kind>
     const NameRule<Kind>* ChooseName(
         std::string_view nameKey,
@@ -91,11 +96,8 @@ std::string Quote(std::string_view text);
 std::string_view FindNearest(std::string_view text, const std::vector<std::string_view>& names);
 
 template <typename Kind>
-const NameRule<Kind>* ObjectReader::ChooseName(
-    std::string_view nameKey,
-    std::string_view what,
-    std::span<const NameRule<Kind>> rules,
-    std::string_view common) const
+const NameRule<Kind>* ObjectReader::FindName(
+    std::string_view nameKey, std::string_view what, std::span<const NameRule<Kind>> rules) const
 {
     const std::string name = Text(nameKey);
     std::vector<std::string_view> names;
@@ -103,7 +105,6 @@ const NameRule<Kind>* ObjectReader::ChooseName(
     {
         if (rule.name == name)
         {
-            CheckNameKeys(rule.name, rule.keys, common);
             return &rule;
         }
         names.push_back(rule.name);
@@ -113,6 +114,21 @@ const NameRule<Kind>* ObjectReader::ChooseName(
         Refuse(nameKey, Quote(name) + " is no " + std::string(what) + ListNames(names));
     }
     return nullptr;
+}
+
+template <typename Kind>
+const NameRule<Kind>* ObjectReader::ChooseName(
+    std::string_view nameKey,
+    std::string_view what,
+    std::span<const NameRule<Kind>> rules,
+    std::string_view common) const
+{
+    const NameRule<Kind>* const rule = FindName(nameKey, what, rules);
+    if (rule != nullptr)
+    {
+        CheckNameKeys(rule->name, rule->keys, common);
+    }
+    return rule;
 }
 
 } // namespace Lab

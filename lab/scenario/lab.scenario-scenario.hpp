@@ -45,6 +45,67 @@ struct RegistrationAnswer
     bool operator==(const RegistrationAnswer&) const = default;
 };
 
+/// What the agent asks the cloud for, besides a registration.
+enum class RequestKind
+{
+    Startup,
+    NetworkObjects,
+    Tests,
+    Tags,
+    UserGroups,
+    Mtr,
+    Curl,
+    Ete,
+    InstanceAgent,
+    AccountAgent,
+    Poll
+};
+
+/// How the cloud answers such a request.
+enum class AnswerWay
+{
+    Good,
+    Late,
+    Drop,
+    Refuse,
+    WrongNumber,
+    Twice,
+    Rubbish,
+    Body,
+    DeliveryFailure
+};
+
+struct ScriptedAnswer
+{
+    RequestKind to = RequestKind::Startup;
+    AnswerWay way = AnswerWay::Good;
+    /// For how many requests; 0 means for all that follow.
+    std::uint64_t times = 1;
+    AgentSeconds delay{0};
+    /// Of Refuse.
+    std::int32_t code = 500;
+    /// Nothing: the answer has no such member.
+    std::optional<std::string> error{};
+    std::optional<std::string> action{};
+    /// Of Body: the payload as it is sent, and the message's number; 0 is the usual one.
+    std::string body{};
+    std::uint32_t msgId = 0;
+
+    bool operator==(const ScriptedAnswer&) const = default;
+};
+
+/// Configuration by its path ("/config/mtr"); null: none.
+using ConfigurationPointer = std::shared_ptr<const rapidjson::Document>;
+
+/// Somebody else whose configuration stands in the answers to the agent.
+struct OtherOwner
+{
+    std::string uuid;
+    /// Before the agent's own, rather than behind it.
+    bool isFirst = false;
+    ConfigurationPointer configuration;
+};
+
 /// Who is signed in at the VPN client, as its registry says.
 struct ScenarioUser
 {
@@ -74,6 +135,9 @@ enum class FaultKind
     CutLink,
     SilenceCloud,
     SendMessage,
+    ChangeConfiguration,
+    ChangeGroups,
+    UpdateRequest,
     ChangeUser,
     ChangeVpn
 };
@@ -86,7 +150,9 @@ enum class FaultOrigin
     /// The first registration that the cloud accepts after that start.
     Registration,
     /// The first link that comes up behind that registration.
-    Link
+    Link,
+    /// The first time after that start that the agent says that it has its whole configuration.
+    Configuration
 };
 
 struct Fault
@@ -105,6 +171,14 @@ struct Fault
     /// Of SendMessage: what the cloud sends.
     std::uint32_t msgId = 0;
     std::string payload;
+    /// Of ChangeConfiguration: a patch (RFC 7396) of what the cloud has.
+    ConfigurationPointer configuration;
+    /// Of ChangeGroups.
+    std::vector<std::string> groups;
+    /// Of both: whether the agent is told.
+    bool notifies = true;
+    /// Of UpdateRequest.
+    std::string version;
     /// Of ChangeUser.
     ScenarioUser user;
     /// Of ChangeVpn: values by their names.
@@ -122,8 +196,10 @@ struct CloudBehaviour
     std::string agentUuid = "5f0c5a52-0000-4000-8000-000000000001";
     /// Servers that are named somewhere and that nobody can reach.
     std::vector<std::string> unreachable;
-    /// Configuration by its path ("/config/mtr"); null: none.
-    std::shared_ptr<const rapidjson::Document> configuration;
+    ConfigurationPointer configuration;
+    std::vector<OtherOwner> owners;
+    /// To requests besides registrations. Each is used up by the requests that it is for, in this order.
+    std::vector<ScriptedAnswer> answers;
 };
 
 /// Everything that a run of the laboratory can be told.

@@ -12,7 +12,7 @@ namespace
 {
 
 /// What an operator wants to see of an agent's life, by the beginning of the text.
-constexpr std::array<std::string_view, 11> Milestones = {
+constexpr std::array<std::string_view, 20> Milestones = {
     "Main loop state: ",
     "This agent is version ",
     "Attempting to register agent...",
@@ -23,7 +23,19 @@ constexpr std::array<std::string_view, 11> Milestones = {
     "New user does not match RegisteredId",
     "Attempting to start Connector...",
     "IOWorker ",
+    "The agent successfully posted Startup data.",
+    "Caching ",
+    "Cached ",
+    "Ignoring split-tunnel MTR test ",
+    "The current version is ",
+    "Processing update request...",
+    "The poll response has indicated that we should fetch our config",
+    "Detected that the agent lost connection and re-connected.",
+    "Re-initialising as we received an unexpected ",
     "AgentProcess ends with exit code "};
+
+/// Within a text: who it is that a test is meant for.
+constexpr std::string_view TestMatch = " matched for test ";
 
 /// Too many of these to be milestones.
 constexpr std::array<std::string_view, 2> NoMilestones = {"IOWorker wrote socket data", "IOWorker: "};
@@ -212,13 +224,17 @@ bool IsForTimeline(const LogEntry& entry)
     {
         return false;
     }
-    return IsGrave(entry) || (BeginsWithOneOf(entry.text, Milestones) && !BeginsWithOneOf(entry.text, NoMilestones));
+    // What such an entry names is told by the server, so it stands in the first line or not at all.
+    const std::string_view firstLine = std::string_view(entry.text).substr(0, entry.text.find('\n'));
+    return IsGrave(entry) || firstLine.find(TestMatch) != std::string_view::npos ||
+        (BeginsWithOneOf(entry.text, Milestones) && !BeginsWithOneOf(entry.text, NoMilestones));
 }
 
 std::string ForTimeline(const LogEntry& entry)
 {
     std::string text = entry.text;
     DropUpTo(text, "Exception logged in function ", " ---> ");
+    DropUpTo(text, "Error in function ", " ---> ");
     DropRepeatedInformation(text);
     const std::string mark = IsGrave(entry) ? entry.level + ": " : "";
     return mark + text;

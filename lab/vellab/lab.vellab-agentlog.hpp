@@ -48,7 +48,7 @@ bool IsGrave(const LogEntry& entry);
 /// said is left out, as that is told at once by another way.
 bool IsForTimeline(const LogEntry& entry);
 
-/// The entry as the timeline shows it: a grave level in front, and without the place in the code that logged an exception.
+/// The entry as the timeline shows it: a grave level in front, and without the place in the code that logged it.
 std::string ForTimeline(const LogEntry& entry);
 
 } // namespace Lab

@@ -1,8 +1,10 @@
 #include "lab.vellab-faults.hpp"
 
+#include "lab.json-functions.hpp"
 #include "lab.process-functions.hpp"
 #include "lab.scenario-catalogue.hpp"
 #include "lab.vellab-scenariosettings.hpp"
+#include "lab.wire-names.hpp"
 
 #include <algorithm>
 #include <array>
@@ -36,11 +38,22 @@ constexpr std::array<OrderOfFault, 6> Orders = {
 /// When it is due; nothing while it waits for something that has not happened.
 std::optional<AgentSeconds> DueTime(const Fault& fault, const Milestones& milestones)
 {
-    if (fault.origin == FaultOrigin::Start)
+    std::optional<AgentSeconds> origin;
+    switch (fault.origin)
     {
-        return fault.time;
+    case FaultOrigin::Start:
+        origin = AgentSeconds(0);
+        break;
+    case FaultOrigin::Registration:
+        origin = milestones.registered;
+        break;
+    case FaultOrigin::Link:
+        origin = milestones.linked;
+        break;
+    case FaultOrigin::Configuration:
+        origin = milestones.configured;
+        break;
     }
-    const auto& origin = fault.origin == FaultOrigin::Link ? milestones.linked : milestones.registered;
     return origin ? std::optional(*origin + fault.time) : std::nullopt;
 }
 
@@ -132,6 +145,12 @@ std::string FaultInjector::Apply(const Fault& fault, std::uint32_t agentId)
         return span;
     case FaultKind::SendMessage:
         return fmt::format("{} on {}", fault.msgId, CountOf(e_cloud.Send(fault.msgId, fault.payload), "link"));
+    case FaultKind::ChangeConfiguration:
+        return ChangeConfiguration(fault);
+    case FaultKind::ChangeGroups:
+        return ChangeGroups(fault);
+    case FaultKind::UpdateRequest:
+        return RequestUpdate(fault);
     case FaultKind::ChangeUser:
         ChangeUser(fault.user);
         return fault.user.isSignedIn ? fault.user.username : "nobody is signed in";
@@ -160,6 +179,34 @@ std::string FaultInjector::OrderConnectors(const Fault& fault, const std::string
     const std::size_t obeying = e_cloud.Order(MakeOrder(fault));
     return obeying == 0 ? std::string("there is no connector")
                         : fmt::format("told {}, {}", CountOf(obeying, "connector"), how);
+}
+
+std::string FaultInjector::ChangeConfiguration(const Fault& fault)
+{
+    e_cloud.ChangeConfiguration(*fault.configuration);
+    std::string effect = CountOf(fault.configuration->MemberCount(), "path");
+    if (!fault.notifies)
+    {
+        return effect;
+    }
+    return fmt::format(
+        "{}, and a notice on {}", effect, CountOf(e_cloud.Send(Wire::MsgId::ConfigChanges, "{}"), "link"));
+}
+
+std::string FaultInjector::ChangeGroups(const Fault& fault)
+{
+    e_cloud.ChangeGroups(fault.groups);
+    std::string effect = CountOf(fault.groups.size(), "group");
+    return fault.notifies ? fmt::format("{}, told on {}", effect, CountOf(e_cloud.SendGroups(), "link")) : effect;
+}
+
+std::string FaultInjector::RequestUpdate(const Fault& fault)
+{
+    rapidjson::Document request(rapidjson::kObjectType);
+    request.AddMember(
+        "targetAgentVersion", rapidjson::Value(fault.version.c_str(), request.GetAllocator()), request.GetAllocator());
+    const std::size_t links = e_cloud.Send(Wire::MsgId::CheckForUpdatesRequest, Json::ToText(request));
+    return fmt::format("to {} on {}", fault.version, CountOf(links, "link"));
 }
 
 Control::Order FaultInjector::MakeOrder(const Fault& fault) const

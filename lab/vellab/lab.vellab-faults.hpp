@@ -20,6 +20,8 @@ struct Milestones
     std::optional<AgentSeconds> registered;
     /// A link came up behind that.
     std::optional<AgentSeconds> linked;
+    /// The agent said that it has its whole configuration.
+    std::optional<AgentSeconds> configured;
 };
 
 /// Says which faults of one start of the agent are due. Not synchronised.
@@ -56,6 +58,9 @@ private:
     std::string Apply(const Fault& fault, std::uint32_t agentId);
     std::string KillConnectors(std::uint32_t agentId);
     std::string OrderConnectors(const Fault& fault, const std::string& how);
+    std::string ChangeConfiguration(const Fault& fault);
+    std::string ChangeGroups(const Fault& fault);
+    std::string RequestUpdate(const Fault& fault);
     Control::Order MakeOrder(const Fault& fault) const;
     std::chrono::milliseconds ToReal(AgentSeconds span) const;
 

@@ -1,5 +1,6 @@
 #include "lab.vellab-logfollower.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace Lab
@@ -23,6 +24,8 @@ void LogFollower::BeginStart(const std::vector<std::string>& awaited)
     m_awaited = AwaitedTexts(awaited);
     m_startSeconds = e_timeline.Now();
     m_firstTimeMs.reset();
+    m_statesBefore = m_states.size();
+    m_lastState.clear();
 }
 
 void LogFollower::Poll()
@@ -57,9 +60,22 @@ const LogCounts& LogFollower::GetCounts() const noexcept
     return m_counts;
 }
 
+const std::vector<AgentState>& LogFollower::GetStates() const noexcept
+{
+    return m_states;
+}
+
+bool LogFollower::HasEntered(std::string_view state) const
+{
+    return std::any_of(
+        m_states.begin() + static_cast<std::ptrdiff_t>(m_statesBefore), m_states.end(),
+        [&](const AgentState& entered) { return entered.name == state; });
+}
+
 void LogFollower::Take(const std::vector<LogEntry>& entries)
 {
     constexpr double MsPerSecond = 1000.0;
+    constexpr std::string_view StateLine = "Main loop state: ";
     for (const LogEntry& entry : entries)
     {
         if (!m_firstTimeMs)
@@ -71,9 +87,16 @@ void LogFollower::Take(const std::vector<LogEntry>& entries)
         {
             ++(entry.level == "warning" ? m_counts.warnings : m_counts.errors);
         }
-        if (!m_wholeLog && IsForTimeline(entry))
+        const double since = static_cast<double>(entry.timeMs - *m_firstTimeMs) / MsPerSecond / m_speed;
+        const bool isState = entry.text.starts_with(StateLine);
+        // A state that only begins anew, as polling does with whatever wakes it, is no news.
+        const bool isNews = !isState || std::exchange(m_lastState, entry.text) != entry.text;
+        if (isState && m_states.size() < MostStates)
         {
-            const double since = static_cast<double>(entry.timeMs - *m_firstTimeMs) / MsPerSecond / m_speed;
+            m_states.push_back({m_startSeconds + since, entry.text.substr(StateLine.size())});
+        }
+        if (!m_wholeLog && isNews && IsForTimeline(entry))
+        {
             e_timeline.AddAt(m_startSeconds + since, "agent", ForTimeline(entry));
         }
     }

@@ -4,6 +4,7 @@
 #include "lab.vellab-logtail.hpp"
 #include "lab.vellab-timeline.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -46,8 +47,17 @@ struct LogCounts
     std::size_t errors = 0;
 };
 
+/// A state that the agent entered, as its log tells.
+struct AgentState
+{
+    /// On the timeline.
+    double seconds = 0;
+    /// "GetMtrConfig"
+    std::string name;
+};
+
 /// Brings what matters of the agent's log onto the timeline, at the time at which it happened: the agent writes its log in
-/// bursts, and its clock may run faster.
+/// bursts, and its clock may run faster. A state is told when it is another one than before.
 class LogFollower
 {
 public:
@@ -66,6 +76,12 @@ public:
     std::optional<std::string> GetAwaited() const;
     /// Of all starts.
     const LogCounts& GetCounts() const noexcept;
+    /// Of all starts, in their order; further ones than MostStates are not kept.
+    const std::vector<AgentState>& GetStates() const noexcept;
+    /// Whether this start's log has told of that state.
+    bool HasEntered(std::string_view state) const;
+
+    static constexpr std::size_t MostStates = 100'000;
 
 private:
     void Take(const std::vector<LogEntry>& entries);
@@ -74,6 +90,9 @@ private:
     AgentLog m_log;
     AwaitedTexts m_awaited;
     LogCounts m_counts;
+    std::vector<AgentState> m_states;
+    std::size_t m_statesBefore = 0;
+    std::string m_lastState;
     Timeline& e_timeline;
     double m_speed;
     bool m_wholeLog;

@@ -108,6 +108,31 @@ void SetKnownIdentity(const std::wstring& subTenantId, const std::wstring& agent
             ConvertStringType(agentUuid)));
 }
 
+UpgradeHandOff ReadUpgradeHandOff()
+{
+    UpgradeHandOff handOff;
+    std::wstring version;
+    if (WinReg::TryGetStringValue(Root::LocalMachine, Paths::Agent, L"target-version", version))
+    {
+        handOff.targetVersion = Shared::Util::ConvertStringType(std::wstring_view(version));
+    }
+    std::uint32_t autoUpdate = 0;
+    if (WinReg::TryGetDwordValue(Root::LocalMachine, Paths::Config, L"AutoUpdate", autoUpdate))
+    {
+        handOff.autoUpdate = autoUpdate;
+    }
+    return handOff;
+}
+
+std::string DescribeUpgradeHandOff(const UpgradeHandOff& handOff)
+{
+    return fmt::format(
+        "for the updater the agent left {}, and {}",
+        handOff.targetVersion ? fmt::format("target-version {}", *handOff.targetVersion)
+                              : std::string("no target-version"),
+        handOff.autoUpdate ? fmt::format("AutoUpdate {}", *handOff.autoUpdate) : std::string("no AutoUpdate"));
+}
+
 void RemoveSettings()
 {
     // The store itself must be there to be looked into.

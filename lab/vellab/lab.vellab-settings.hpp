@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -27,6 +28,22 @@ void SetVpnUser(const VpnUser& user);
 
 /// Writes the list of identities that this machine has had, enciphered, with one for that subtenant.
 void SetKnownIdentity(const std::wstring& subTenantId, const std::wstring& agentUuid);
+
+/// What the agent leaves for the updater.
+struct UpgradeHandOff
+{
+    /// The version to go to.
+    std::optional<std::string> targetVersion;
+    /// 1: the updater may replace the agent.
+    std::optional<std::uint32_t> autoUpdate;
+
+    bool operator==(const UpgradeHandOff&) const = default;
+};
+
+UpgradeHandOff ReadUpgradeHandOff();
+
+/// For people.
+std::string DescribeUpgradeHandOff(const UpgradeHandOff& handOff);
 
 /// Deletes those keys, where the registry is shared with what comes later.
 void RemoveSettings();

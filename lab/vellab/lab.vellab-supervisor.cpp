@@ -3,12 +3,14 @@
 #include "lab.cloud-service.hpp"
 #include "lab.process-functions.hpp"
 #include "lab.scenario-parser.hpp"
+#include "lab.vellab-chaintimes.hpp"
 #include "lab.vellab-childprocess.hpp"
 #include "lab.vellab-faults.hpp"
 #include "lab.vellab-logfollower.hpp"
 #include "lab.vellab-runfolder.hpp"
 #include "lab.vellab-scenariosettings.hpp"
 #include "lab.vellab-servers.hpp"
+#include "lab.vellab-settings.hpp"
 #include "lab.vellab-surroundings.hpp"
 #include "lab.vellab-timeline.hpp"
 #include "lab.wire-names.hpp"
@@ -294,6 +296,10 @@ private:
         {
             m_milestones.linked = now;
         }
+        if (!m_milestones.configured && m_log.HasEntered("ConfigCompleted"))
+        {
+            m_milestones.configured = now;
+        }
         for (const Fault& fault : faults.TakeDue(now, m_milestones))
         {
             ++m_faultCount;
@@ -409,6 +415,13 @@ private:
             CountOf(m_faultCount, "fault"), CountOf(cloud.GetConnectorStarts(), "start") + " of the connector",
             CountOf(cloud.GetAccepted(), "registration"), CountOf(log.warnings, "warning"),
             CountOf(log.errors, "error"));
+        const std::string chains =
+            DescribeChains(FindChains(cloud.GetExchanges(), m_log.GetStates(), m_timeline), m_options.speed);
+        if (!chains.empty())
+        {
+            m_timeline.Tell("{}", chains);
+            m_timeline.Tell("{}", DescribeUpgradeHandOff(ReadUpgradeHandOff()));
+        }
         const std::string failure = DescribeFailure(outcome);
         m_timeline.Tell("{}", failure.empty() ? "the run went as it should" : "the run failed: " + failure);
     }

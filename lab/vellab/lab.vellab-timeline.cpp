@@ -60,7 +60,12 @@ void Timeline::Show(std::string_view text)
 
 double Timeline::Now() const
 {
-    return std::chrono::duration<double>(Shared::Time::MonotonicNow() - m_start).count();
+    return SecondsAt(Shared::Time::MonotonicNow());
+}
+
+double Timeline::SecondsAt(Shared::Time::MonotonicTime time) const
+{
+    return std::chrono::duration<double>(time - m_start).count();
 }
 
 void Timeline::Write(const std::filesystem::path& file) const

@@ -41,6 +41,8 @@ public:
     void Show(std::string_view text);
 
     double Now() const;
+    /// A moment as the timeline tells it.
+    double SecondsAt(Shared::Time::MonotonicTime time) const;
 
     /// Writes all that was kept into the file, in the order of time. A file that cannot be written is not reported.
     void Write(const std::filesystem::path& file) const;

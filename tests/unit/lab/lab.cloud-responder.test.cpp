@@ -36,7 +36,17 @@ Envelope Request(std::uint32_t msgId, const std::string& payload, std::uint32_t 
 
 std::vector<Reply> Respond(const Envelope& request, const std::string& scenario = "{}")
 {
-    return Responder(Lab::ParseScenario(scenario)).Respond(request, "cloud.lab.example");
+    return Responder(Lab::ParseScenario(scenario)).Respond(request, "cloud.lab.example").replies;
+}
+
+Envelope ConfigRequest(const std::string& payload)
+{
+    return Request(MsgId::ConfigGet2Request, payload);
+}
+
+std::string Payload(Responder& responder, const Envelope& request)
+{
+    return responder.Respond(request, "s").replies.at(0).payload;
 }
 
 TEST(ResponderTest, PlainRequestsGetPlainAnswers)
@@ -102,23 +112,91 @@ TEST(ResponderTest, ConfigurationIsThatOfTheAgentThatRegistered)
 {
     Responder responder(Lab::ParseScenario("{}"));
     (void)responder.Respond(Request(MsgId::RegisterRequest, R"({"subTenantId":"t","agentUuid":"MINE"})"), "s");
+    EXPECT_EQ(Payload(responder, ConfigRequest("{}")), R"({"success":true,"values":{"MINE":{}}})");
+}
+
+TEST(ResponderTest, OtherOwnersStandWhereTheScenarioPutsThem)
+{
+    Responder responder(Lab::ParseScenario(R"({"cloud":{"agentUuid":"MINE","configuration":{"/config/tags":{"m":"1"}},
+        "owners":[{"uuid":"LAST","configuration":{"/config/tags":{"l":"2"}}},
+                  {"uuid":"FIRST","place":"first","configuration":{"/config/tags":{"f":"3"},"/config/mtr":{}}},
+                  {"uuid":"NOTHING","place":"behind"}]}})"));
     EXPECT_EQ(
-        responder.Respond(Request(MsgId::ConfigGet2Request, "{}"), "s")[0].payload,
-        R"({"success":true,"values":{"MINE":{}}})");
+        Payload(responder, ConfigRequest(R"({"trees":["/config/tags"]})")),
+        R"({"success":true,"values":{"FIRST":{"f":"3"},"MINE":{"m":"1"},"LAST":{"l":"2"},"NOTHING":{}}})");
+}
+
+TEST(ResponderTest, AChangedConfigurationIsAnsweredFromThenOn)
+{
+    Responder responder(Lab::ParseScenario(
+        R"({"cloud":{"agentUuid":"U","configuration":{"/config/tags":{"a":"1","b":"2"},"/config/agent":{"enabled":true}}}})"));
+    responder.ChangeConfiguration(
+        Lab::Json::Parse(R"({"/config/tags":{"a":null,"c":"3"},"/config/agent":null,"/config/cversion/instance":2})"));
+    EXPECT_EQ(
+        Payload(
+            responder,
+            ConfigRequest(R"({"trees":["/config/tags"],"keys":["/config/agent","/config/cversion/instance"]})")),
+        R"({"success":true,"values":{"U":{"b":"2","c":"3","/config/cversion/instance":2}}})");
+}
+
+TEST(ResponderTest, ChangedGroupsAreThoseOfTheUserWhoWasAskedForLast)
+{
+    Responder responder(Lab::ParseScenario(R"({"user":{"groups":["g"]}})"));
+    (void)responder.Respond(Request(MsgId::UserGroupsRequest, R"({"user":"D\\u"})"), "s");
+    responder.ChangeGroups({"x", "y"});
+    const Reply told = responder.TellGroups();
+    EXPECT_EQ(told.msgId, MsgId::UserGroupsNotification);
+    EXPECT_EQ(told.flags, 0U);
+    EXPECT_TRUE(told.payload.starts_with(R"({"user":"D\\u","groups":["x","y"],)")) << told.payload;
+}
+
+TEST(ResponderTest, AScriptedAnswerTakesThePlaceOfTheGoodOneForItsRequestOnly)
+{
+    Responder responder(Lab::ParseScenario(
+        R"({"cloud":{"answers":[{"to":"mtr","how":"refuse","error":"e"},{"to":"startup","how":"drop"}]}})"));
+    const Envelope mtr = ConfigRequest(R"({"trees":["/config/mtr"]})");
+    EXPECT_EQ(responder.Respond(ConfigRequest(R"({"trees":["/config/ete"]})"), "s").how, "");
+    const Lab::Cloud::Response refused = responder.Respond(mtr, "s");
+    EXPECT_EQ(refused.how, "refuse");
+    ASSERT_EQ(refused.replies.size(), 1U);
+    EXPECT_EQ(refused.replies[0].payload, R"({"success":false,"error":"e"})");
+    EXPECT_EQ(responder.Respond(mtr, "s").how, "") << "it is used up";
+    const Lab::Cloud::Response dropped = responder.Respond(Request(MsgId::StartupRequest, "{}"), "s");
+    EXPECT_EQ(dropped.how, "drop");
+    EXPECT_TRUE(dropped.replies.empty());
+}
+
+TEST(ResponderTest, AnAcknowledgementComesAlsoWhereTheAnswerDoesNot)
+{
+    Responder responder(Lab::ParseScenario(R"({"cloud":{"answers":[{"to":"poll","how":"drop"}]}})"));
+    const auto response =
+        responder.Respond(Request(MsgId::PollRequest, "{}", Lab::Wire::FlagAcknowledgementExpected), "s");
+    ASSERT_EQ(response.replies.size(), 1U);
+    EXPECT_EQ(response.replies[0].flags, Lab::Wire::FlagAcknowledgement);
+}
+
+TEST(ResponderTest, TheAnswerToARegistrationHasItsNameUnlessItIsASuccess)
+{
+    Responder responder(
+        Lab::ParseScenario(R"({"cloud":{"registration":[{"answer":"not-found"},{"answer":"success"}]}})"));
+    EXPECT_EQ(responder.Respond(Request(MsgId::RegisterRequest, "{}"), "s").how, "not-found");
+    EXPECT_EQ(responder.Respond(Request(MsgId::RegisterRequest, "{}"), "s").how, "");
+    EXPECT_EQ(responder.Respond(Request(MsgId::StartupRequest, "{}"), "s").how, "");
 }
 
 TEST(BuildConfigurationTest, ATreeGivesItsEntriesAndAKeyItsValue)
 {
     const auto configuration = Lab::Json::Parse(
         R"({"/config/mtr":{"1":{"a":1},"2":{"b":2}},"/config/tests":{"/config/mtr/1":{"enabled":true}},)"
-        R"("/config/cversion/instance":12,"/config/other":{"x":1}})");
+        R"("/config/cversion/instance":12,"/config/other":{"x":1},"/config/agent":null})");
     EXPECT_EQ(
-        BuildConfiguration(Lab::Json::Parse(R"({"trees":["/config/mtr"]})"), &configuration, "U"),
+        BuildConfiguration(Lab::Json::Parse(R"({"trees":["/config/mtr"]})"), {{"U", configuration}}),
         R"({"success":true,"values":{"U":{"1":{"a":1},"2":{"b":2}}}})");
     EXPECT_EQ(
         BuildConfiguration(
-            Lab::Json::Parse(R"({"keys":["/config/tests","/config/cversion/instance","/config/none"]})"),
-            &configuration, "U"),
+            Lab::Json::Parse(
+                R"({"keys":["/config/tests","/config/cversion/instance","/config/none","/config/agent"]})"),
+            {{"U", configuration}}),
         R"({"success":true,"values":{"U":{"/config/tests":{"/config/mtr/1":{"enabled":true}},)"
         R"("/config/cversion/instance":12}}})");
 }
@@ -127,7 +205,7 @@ TEST(BuildConfigurationTest, MembersOfAWrongTypeAreNothing)
 {
     const auto configuration = Lab::Json::Parse(R"({"/config/mtr":7})");
     EXPECT_EQ(
-        BuildConfiguration(Lab::Json::Parse(R"({"trees":["/config/mtr",7,null],"keys":"x"})"), &configuration, "U"),
+        BuildConfiguration(Lab::Json::Parse(R"({"trees":["/config/mtr",7,null],"keys":"x"})"), {{"U", configuration}}),
         R"({"success":true,"values":{"U":{}}})");
 }
 
@@ -143,6 +221,7 @@ TEST(AddressTest, AReplyGoesBackToWhereTheRequestCameFrom)
     EXPECT_EQ(envelope.payload, "p");
     EXPECT_EQ(envelope.status, 2U);
     EXPECT_EQ(envelope.flags, Lab::Wire::FlagResponse);
+    EXPECT_EQ(Lab::Cloud::Address({.seqNumDistance = 7}, Request(MsgId::RegisterRequest, "{}")).seqNum, 106U);
 }
 
 TEST(GreetTest, RouterFeaturesComeUnasked)

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 
@@ -282,6 +283,71 @@ TEST_F(ServiceTest, AMessageCanBeSentUnasked)
     const auto link = Link();
     EXPECT_EQ(m_service->Send(MsgId::ConfigChanges, "{}"), 1U);
     EXPECT_EQ(Receive(*link).msgId, MsgId::ConfigChanges);
+}
+
+TEST_F(ServiceTest, ARequestForConfigurationIsToldByItsName)
+{
+    Start(R"({"cloud":{"answers":[{"to":"mtr","how":"twice"}]}})");
+    const auto link = Link();
+    Ask(*link, MsgId::ConfigGet2Request, R"({"trees":["/config/mtr"]})");
+    EXPECT_EQ(Receive(*link).seqNum, 5U);
+    EXPECT_EQ(Receive(*link).seqNum, 5U);
+    EXPECT_THAT(Told(), HasSubstr("cloud: <- configuration request (6005) for mtr, seq_num 5, 25 bytes\n"));
+    EXPECT_THAT(Told(), HasSubstr("cloud: the scenario's answer to it: twice\n"));
+}
+
+TEST_F(ServiceTest, AnAnswerUnderAWrongNumberHasAnother)
+{
+    Start(R"({"cloud":{"answers":[{"to":"startup","how":"wrong-number"}]}})");
+    const auto link = Link();
+    Ask(*link, MsgId::StartupRequest);
+    EXPECT_NE(Receive(*link).seqNum, 5U);
+}
+
+TEST_F(ServiceTest, AnAnswerThatIsLateKeepsNoOtherWaiting)
+{
+    Start(R"({"cloud":{"answers":[{"to":"startup","how":"late","delay":5}]}})", 100);
+    const auto link = Link();
+    const TestSupport::Stopwatch watch;
+    Ask(*link, MsgId::StartupRequest, "{}", 1);
+    Ask(*link, MsgId::StartupRequest, "{}", 2);
+    EXPECT_EQ(Receive(*link).seqNum, 2U);
+    EXPECT_EQ(Receive(*link).seqNum, 1U);
+    EXPECT_GE(watch.ElapsedMs(), 50.0);
+}
+
+TEST_F(ServiceTest, ItKnowsWhenItWasAskedAndWhenItAnswered)
+{
+    Start(R"({"cloud":{"answers":[{"to":"startup","how":"drop"},{"to":"startup","how":"late","delay":2}]}})", 100);
+    const auto link = Link();
+    Ask(*link, MsgId::StartupRequest);
+    Ask(*link, MsgId::StartupRequest);
+    Ask(*link, MsgId::RegisterRequest);
+    (void)Receive(*link);
+    (void)Receive(*link);
+    // The second of the two messages may have come before the cloud noted that it had gone out.
+    m_service->Stop();
+    const std::vector<Lab::Cloud::Exchange> exchanges = m_service->GetExchanges();
+    ASSERT_EQ(exchanges.size(), 2U) << "a registration is none of them";
+    EXPECT_EQ(exchanges[0].how, "drop");
+    EXPECT_EQ(exchanges[0].answered, std::nullopt);
+    EXPECT_EQ(exchanges[1].how, "late");
+    ASSERT_TRUE(exchanges[1].answered.has_value());
+    EXPECT_GE(*exchanges[1].answered - exchanges[1].requested, milliseconds(20));
+}
+
+TEST_F(ServiceTest, WhatASilentCloudWasAskedIsUnansweredAndUsesNothingUp)
+{
+    Start(R"({"cloud":{"answers":[{"to":"startup","how":"refuse","code":404}]}})");
+    const auto link = Link();
+    m_service->Silence(milliseconds(100));
+    Ask(*link, MsgId::StartupRequest);
+    EXPECT_TRUE(IsSilent(*link));
+    Shared::Time::SleepFor(milliseconds(100));
+    Ask(*link, MsgId::StartupRequest);
+    EXPECT_EQ(Receive(*link).payload, R"({"statusCode":404})");
+    EXPECT_EQ(m_service->GetExchanges().at(0).answered, std::nullopt);
+    EXPECT_EQ(m_service->GetExchanges().at(0).how, "");
 }
 
 TEST_F(ServiceTest, BitesMakeTheSameFrames)

@@ -59,4 +59,30 @@ TEST(LabJsonTest, MembersAreAskedForWithoutKnowingWhatIsThere)
     EXPECT_EQ(Json::FindMember(Json::Parse("[]"), "a"), nullptr);
 }
 
+/// The example of RFC 7396, and what it says beside it.
+TEST(JsonMergeTest, APatchReplacesAddsTakesAwayAndGoesIntoObjects)
+{
+    const auto merged = [](const char* target, const char* patch)
+    {
+        return Lab::Json::ToText(Lab::Json::Merge(Lab::Json::Parse(target), Lab::Json::Parse(patch)));
+    };
+    EXPECT_EQ(
+        merged(R"({"a":"b","c":{"d":"e","f":"g"}})", R"({"a":"z","c":{"f":null}})"), R"({"a":"z","c":{"d":"e"}})");
+    EXPECT_EQ(merged(R"({"a":1})", R"({"b":{"c":{"d":null,"e":2}}})"), R"({"a":1,"b":{"c":{"e":2}}})");
+    EXPECT_EQ(merged(R"({"a":[1,2]})", R"({"a":[3]})"), R"({"a":[3]})");
+    EXPECT_EQ(merged(R"({"a":[1]})", R"({"a":{"b":1}})"), R"({"a":{"b":1}})");
+    EXPECT_EQ(merged(R"({"a":{"b":1}})", R"({"a":7})"), R"({"a":7})");
+    EXPECT_EQ(merged(R"({"a":null})", R"({"b":null})"), R"({"a":null})");
+    EXPECT_EQ(merged(R"({"a":1})", "{}"), R"({"a":1})");
+}
+
+TEST(JsonMergeTest, NeitherOfTheTwoIsChanged)
+{
+    const auto target = Lab::Json::Parse(R"({"a":{"b":1}})");
+    const auto patch = Lab::Json::Parse(R"({"a":{"b":null,"c":2}})");
+    (void)Lab::Json::Merge(target, patch);
+    EXPECT_EQ(Lab::Json::ToText(target), R"({"a":{"b":1}})");
+    EXPECT_EQ(Lab::Json::ToText(patch), R"({"a":{"b":null,"c":2}})");
+}
+
 } // namespace

@@ -37,6 +37,16 @@ TEST(ScenarioCatalogueTest, EveryKindHasItsName)
     {
         EXPECT_EQ(Lab::NameOf(rule.kind), rule.name);
     }
+    for (const auto& rule : Lab::RequestRules())
+    {
+        EXPECT_EQ(Lab::NameOf(rule.kind), rule.name);
+    }
+    for (const auto& rule : Lab::AnswerWayRules())
+    {
+        EXPECT_EQ(Lab::NameOf(rule.kind), rule.name);
+    }
+    EXPECT_EQ(Lab::RequestRules().size(), static_cast<std::size_t>(Lab::RequestKind::Poll) + 1);
+    EXPECT_EQ(Lab::AnswerWayRules().size(), static_cast<std::size_t>(Lab::AnswerWay::DeliveryFailure) + 1);
     EXPECT_EQ(Lab::FaultRules().size(), static_cast<std::size_t>(Lab::FaultKind::ChangeVpn) + 1);
     EXPECT_EQ(Lab::AnswerRules().size(), static_cast<std::size_t>(Lab::AnswerKind::Silence) + 1);
 }
@@ -57,6 +67,7 @@ TEST(ScenarioCatalogueTest, TheScenariosLetEveryFaultAndEveryAnswerHappen)
 {
     std::set<Lab::FaultKind> faults;
     std::set<Lab::AnswerKind> answers;
+    std::set<Lab::AnswerWay> ways;
     for (const auto& entry : std::filesystem::directory_iterator(Tree / "lab" / "scenarios"))
     {
         const Lab::Scenario scenario = Lab::ReadScenario(entry.path());
@@ -68,9 +79,14 @@ TEST(ScenarioCatalogueTest, TheScenariosLetEveryFaultAndEveryAnswerHappen)
         {
             answers.insert(answer.kind);
         }
+        for (const Lab::ScriptedAnswer& answer : scenario.cloud.answers)
+        {
+            ways.insert(answer.way);
+        }
     }
     EXPECT_EQ(faults.size(), Lab::FaultRules().size());
     EXPECT_EQ(answers.size(), Lab::AnswerRules().size());
+    EXPECT_EQ(ways.size(), Lab::AnswerWayRules().size());
 }
 
 } // namespace

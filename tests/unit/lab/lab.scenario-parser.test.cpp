@@ -173,8 +173,9 @@ TEST(ScenarioParserTest, AnUnknownFaultIsToldWithThoseThatThereAre)
 {
     EXPECT_EQ(
         FaultProblem(R"("fault":"kill")"),
-        "$.faults[0].fault: \"kill\" is no fault; there are: change-user, change-vpn, cut-link, exit-at-start, flood, "
-        "fragment, garble-frame, hang-connector, kill-connector, never-connect, send-message, silence-cloud, trickle");
+        "$.faults[0].fault: \"kill\" is no fault; there are: change-configuration, change-groups, change-user, change-vpn, "
+        "cut-link, exit-at-start, flood, fragment, garble-frame, hang-connector, kill-connector, never-connect, "
+        "send-message, silence-cloud, trickle, update-request");
     EXPECT_EQ(FaultProblem(""), "$.faults[0].fault: is missing");
 }
 
@@ -199,7 +200,7 @@ TEST(ScenarioParserTest, TheTimesOfAFaultMustFitTogether)
         FaultProblem(R"("fault":"kill-connector","delay":1)"), "$.faults[0].delay: means nothing without \"after\"");
     EXPECT_EQ(
         FaultProblem(R"("fault":"kill-connector","after":"lunch")"),
-        "$.faults[0].after: \"lunch\" is nothing that can be awaited; there are: link, registration");
+        "$.faults[0].after: \"lunch\" is nothing that can be awaited; there are: configuration, link, registration");
 }
 
 TEST(ScenarioParserTest, AnAnswerIsHeldAgainstItsNameToo)
@@ -239,6 +240,144 @@ TEST(ScenarioParserTest, TextsOfTheFileAreShownShortAndWithoutControlCharacters)
     const std::string problem = FaultProblem(R"("fault":")" + std::string(10'000, 'k') + R"(\u001b")");
     EXPECT_LT(problem.size(), 500U);
     EXPECT_THAT(FaultProblem(R"("fault":"\u001b[2J")"), HasSubstr("\"\\u001B[2J\" is no fault"));
+}
+
+std::string CloudProblem(const std::string& members)
+{
+    return ProblemOf(R"({"cloud":{)" + members + "}}");
+}
+
+std::string ScriptProblem(const std::string& members)
+{
+    return CloudProblem(R"("answers":[{)" + members + "}]");
+}
+
+TEST(ScenarioParserTest, AnswersToRequestsAreReadInTheirOrder)
+{
+    const Scenario scenario = ParseScenario(R"({"cloud":{"answers":[
+        {"to":"mtr","how":"late","delay":40},
+        {"to":"startup","how":"refuse","times":3,"code":400,"error":"e","action":"stop"},
+        {"to":"tests","how":"body","body":{"success": true},"msgId":6054,"times":0},
+        {"to":"user-groups","how":"body","body":"no JSON"},
+        {"to":"tags","how":"refuse"}]}})");
+    const auto& answers = scenario.cloud.answers;
+    ASSERT_EQ(answers.size(), 5U);
+    EXPECT_EQ(
+        answers[0],
+        (Lab::ScriptedAnswer{.to = Lab::RequestKind::Mtr, .way = Lab::AnswerWay::Late, .delay = AgentSeconds(40)}));
+    EXPECT_EQ(
+        answers[1],
+        (Lab::ScriptedAnswer{
+            .to = Lab::RequestKind::Startup,
+            .way = Lab::AnswerWay::Refuse,
+            .times = 3,
+            .code = 400,
+            .error = "e",
+            .action = "stop"}));
+    EXPECT_EQ(
+        answers[2],
+        (Lab::ScriptedAnswer{
+            .to = Lab::RequestKind::Tests,
+            .way = Lab::AnswerWay::Body,
+            .times = 0,
+            .body = R"({"success":true})",
+            .msgId = 6054}));
+    EXPECT_EQ(answers[3].body, "no JSON");
+    EXPECT_EQ(answers[4].error, std::nullopt);
+}
+
+TEST(ScenarioParserTest, AnAnswerToARequestIsHeldAgainstItsNames)
+{
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtrs","how":"drop")"),
+        "$.cloud.answers[0].to: \"mtrs\" is no request; there are: account-agent, curl, ete, instance-agent, mtr, "
+        "network-objects, poll, startup, tags, tests, user-groups");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"never")"),
+        "$.cloud.answers[0].how: \"never\" is no way to answer; there are: body, delivery-failure, drop, good, late, "
+        "refuse, rubbish, twice, wrong-number");
+    EXPECT_EQ(ScriptProblem(""), "$.cloud.answers[0].to: is missing\n$.cloud.answers[0].how: is missing");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"late")"), "$.cloud.answers[0].delay: is missing, and \"late\" needs it");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"drop","delay":1)"),
+        "$.cloud.answers[0].delay: means nothing for \"drop\"; there are: how, times, to");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"body","body":7)"),
+        "$.cloud.answers[0].body: must be a text or an object, not a number");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"drop","times":-1)"),
+        "$.cloud.answers[0].times: must be from 0 to 1000000, not -1");
+}
+
+TEST(ScenarioParserTest, ARefusalIsHeldAgainstWhatTheRequestKnowsOfIt)
+{
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"mtr","how":"refuse","code":404,"action":"stop")"),
+        "$.cloud.answers[0].code: means nothing for \"mtr\", only for \"startup\" and \"poll\"\n"
+        "$.cloud.answers[0].action: means nothing for \"mtr\", only for \"startup\" and \"poll\"");
+    EXPECT_EQ(ScriptProblem(R"("to":"poll","how":"refuse","code":404,"action":"stop")"), "(none)");
+    EXPECT_EQ(
+        ScriptProblem(R"("to":"user-groups","how":"refuse")"),
+        "$.cloud.answers[0].how: \"refuse\" is not for \"user-groups\": they come as a notification, which refuses "
+        "nothing");
+}
+
+TEST(ScenarioParserTest, AConfigurationHasItsPathsAndNoOthers)
+{
+    EXPECT_THAT(
+        CloudProblem(R"("configuration":{"/config/mtrs":{}})"),
+        ::testing::AllOf(
+            HasSubstr(
+                R"($.cloud.configuration["/config/mtrs"]: there is no such key; there are: /config/account/agent, )"),
+            ::testing::EndsWith("was \"/config/mtr\" meant?")));
+    EXPECT_EQ(
+        CloudProblem(R"("configuration":{"/config/cversion/instance":{}})"),
+        R"($.cloud.configuration["/config/cversion/instance"]: must be a whole number, not an object)");
+    EXPECT_EQ(CloudProblem(R"("configuration":{"/config/mtr":null,"/config/cversion/instance":null})"), "(none)");
+}
+
+TEST(ScenarioParserTest, OtherOwnersHaveAPlace)
+{
+    const Scenario scenario = ParseScenario(
+        R"({"cloud":{"owners":[{"uuid":"a"},{"uuid":"b","place":"first","configuration":{"/config/mtr":{"x":{}}}}]}})");
+    ASSERT_EQ(scenario.cloud.owners.size(), 2U);
+    EXPECT_EQ(scenario.cloud.owners[0].uuid, "a");
+    EXPECT_FALSE(scenario.cloud.owners[0].isFirst);
+    EXPECT_EQ(scenario.cloud.owners[0].configuration, nullptr);
+    EXPECT_TRUE(scenario.cloud.owners[1].isFirst);
+    EXPECT_TRUE(scenario.cloud.owners[1].configuration->HasMember("/config/mtr"));
+    EXPECT_EQ(CloudProblem(R"("owners":[{}])"), "$.cloud.owners[0].uuid: is missing");
+    EXPECT_EQ(
+        CloudProblem(R"("owners":[{"uuid":"a","place":"last"}])"),
+        "$.cloud.owners[0].place: \"last\" is no place; there are: behind, first");
+    EXPECT_THAT(
+        CloudProblem(R"("owners":[{"uuid":"a","configuration":{"x":1}}])"),
+        HasSubstr("$.cloud.owners[0].configuration.x: there is no such key"));
+}
+
+TEST(ScenarioParserTest, WhatTheCloudChangesByItselfIsRead)
+{
+    const Scenario scenario = ParseScenario(R"({"faults":[
+        {"fault":"change-configuration","after":"configuration","delay":5,
+         "configuration":{"/config/agent":null,"/config/tests":{"/config/mtr/a":{"enabled":false}}}},
+        {"fault":"change-groups","groups":["g"],"notify":false},
+        {"fault":"update-request","version":"2.0"},
+        {"fault":"send-message","msgId":24104,"payload":""}]})");
+    ASSERT_EQ(scenario.faults.size(), 4U);
+    EXPECT_EQ(scenario.faults[0].origin, FaultOrigin::Configuration);
+    EXPECT_TRUE((*scenario.faults[0].configuration)["/config/agent"].IsNull());
+    EXPECT_TRUE(scenario.faults[0].notifies);
+    EXPECT_EQ(scenario.faults[1].groups, std::vector<std::string>{"g"});
+    EXPECT_FALSE(scenario.faults[1].notifies);
+    EXPECT_EQ(scenario.faults[2].version, "2.0");
+    EXPECT_EQ(scenario.faults[3].payload, "");
+    EXPECT_EQ(
+        FaultProblem(R"("fault":"change-configuration")"),
+        "$.faults[0].configuration: is missing, and \"change-configuration\" needs it");
+    EXPECT_EQ(
+        FaultProblem(R"("fault":"update-request")"),
+        "$.faults[0].version: is missing, and \"update-request\" needs it");
 }
 
 TEST(ScenarioFileTest, TheFileIsNamedInEveryLine)

@@ -73,6 +73,9 @@ TEST(AgentLogTest, OnTheTimelineAnExceptionHasItsTextFirstAndNotThePlaceThatLogg
             {0, "error",
              "Exception logged in function F() of file a.cpp:1:2 ---> It failed.\nException information ---> x"}),
         "error: It failed.\nException information ---> x");
+    EXPECT_EQ(
+        Lab::ForTimeline({0, "warning", "Error in function operator ()() of file a.cpp:1:2 ---> Discarding test x"}),
+        "warning: Discarding test x");
     EXPECT_EQ(Lab::ForTimeline({0, "warning", "Retrying ---> soon"}), "warning: Retrying ---> soon");
     EXPECT_EQ(
         Lab::ForTimeline({0, "info", "Exception logged in function\n ---> x"}),
@@ -98,9 +101,35 @@ TEST(AgentLogTest, StatesMilestonesAndWhateverIsGraveAreForTheTimeline)
     EXPECT_TRUE(IsForTimeline({0, "error", "anything"}));
     EXPECT_TRUE(IsForTimeline({0, "info", "IOWorker successfully connected"}));
     EXPECT_FALSE(IsForTimeline({0, "info", "anything"}));
+    EXPECT_FALSE(IsForTimeline({0, "debug", "Serialised message:\nUser u matched for test t."}));
     EXPECT_FALSE(IsForTimeline({0, "info", "IOWorker: connector socket read data available"}));
     EXPECT_FALSE(IsForTimeline({0, "info", "IOWorker wrote socket data to VELAgentPortalProcess"}));
     EXPECT_FALSE(IsForTimeline({0, "warning", "Connector: [warning] told by the connector itself"}));
 }
+
+class ConfigurationLineTest : public ::testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(ConfigurationLineTest, IsForTheTimeline)
+{
+    EXPECT_TRUE(IsForTimeline({0, "info", GetParam()}));
+    EXPECT_EQ(Lab::ForTimeline({0, "info", GetParam()}), GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfTheAgent,
+    ConfigurationLineTest,
+    ::testing::Values(
+        "The agent successfully posted Startup data.",
+        "Caching network object config...",
+        "Cached 4 MTR objects, skipped 5 MTR objects.",
+        "User LABORATORY\\ada matched for test /config/mtr/a.",
+        "Group engineering matched for test /config/mtr/a.",
+        "Ignoring split-tunnel MTR test /config/mtr/a",
+        "The current version is 1.0.0; the requested version is 1.0.1",
+        "Processing update request...",
+        "The poll response has indicated that we should fetch our config",
+        "Re-initialising as we received an unexpected MSGIDS_AGENT_USER_GROUPS_NOTIFICATION message"));
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "lab.scenario-parser.hpp"
 #include "lab.vellab-settings.hpp"
 #include "lab.wire-envelope.hpp"
+#include "lab.wire-names.hpp"
 #include "shared.winreg-functions.hpp"
 #include "test.support-settingsstore.hpp"
 #include "test.support-temporaryfolder.hpp"
@@ -66,8 +67,8 @@ TEST(FaultScheduleTest, WhatWaitsForARegistrationCountsFromThere)
     fault.origin = FaultOrigin::Registration;
     FaultSchedule schedule({fault, At(50)}, 1);
     EXPECT_TRUE(schedule.TakeDue(AgentSeconds(10), {}).empty());
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(11.9), {AgentSeconds(10), {}}).empty());
-    EXPECT_EQ(schedule.TakeDue(AgentSeconds(12), {AgentSeconds(10), {}}).size(), 1U);
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(11.9), {AgentSeconds(10), {}, {}}).empty());
+    EXPECT_EQ(schedule.TakeDue(AgentSeconds(12), {AgentSeconds(10), {}, {}}).size(), 1U);
     EXPECT_EQ(schedule.GetLeft().size(), 1U);
 }
 
@@ -76,9 +77,19 @@ TEST(FaultScheduleTest, WhatWaitsForALinkCountsFromThatOne)
     Fault fault = At(2);
     fault.origin = FaultOrigin::Link;
     FaultSchedule schedule({fault}, 1);
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(100), {AgentSeconds(10), {}}).empty());
-    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(21.9), {AgentSeconds(10), AgentSeconds(20)}).empty());
-    EXPECT_EQ(schedule.TakeDue(AgentSeconds(22), {AgentSeconds(10), AgentSeconds(20)}).size(), 1U);
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(100), {AgentSeconds(10), {}, {}}).empty());
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(21.9), {AgentSeconds(10), AgentSeconds(20), {}}).empty());
+    EXPECT_EQ(schedule.TakeDue(AgentSeconds(22), {AgentSeconds(10), AgentSeconds(20), {}}).size(), 1U);
+}
+
+TEST(FaultScheduleTest, WhatWaitsForTheConfigurationCountsFromThere)
+{
+    Fault fault = At(2);
+    fault.origin = FaultOrigin::Configuration;
+    FaultSchedule schedule({fault}, 1);
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(100), {AgentSeconds(10), AgentSeconds(20), {}}).empty());
+    EXPECT_TRUE(schedule.TakeDue(AgentSeconds(31.9), {AgentSeconds(10), AgentSeconds(20), AgentSeconds(30)}).empty());
+    EXPECT_EQ(schedule.TakeDue(AgentSeconds(32), {AgentSeconds(10), AgentSeconds(20), AgentSeconds(30)}).size(), 1U);
 }
 
 TEST(FaultScheduleTest, AFaultBelongsToItsStart)
@@ -125,6 +136,16 @@ protected:
         } while (m_out.str().find("there is no connector") != std::string::npos);
         EXPECT_THAT(m_out.str(), HasSubstr("told 1 connector"));
         return Lab::Control::DecodeOrders(m_control->Receive(Limit).value_or("{}")).at(0);
+    }
+
+    /// The payload of the next message behind this request.
+    static std::string Ask(Lab::Net::FrameStream& link, std::uint32_t msgId, const std::string& payload)
+    {
+        Lab::Wire::Envelope request;
+        request.msgId = msgId;
+        request.payload = payload;
+        link.Send(Encode(request), Limit);
+        return Lab::Wire::Decode(*link.Receive(Limit)).payload;
     }
 
     std::string ToldOf(const std::string& members)
@@ -203,6 +224,44 @@ TEST_F(FaultInjectorTest, FaultsOfTheCloudHappenThere)
     EXPECT_EQ(ToldOf(R"("fault":"flood","count":5)"), "flood: 5 messages of 64 bytes on 1 link\n");
     EXPECT_EQ(Lab::Wire::Decode(*link->Receive(Limit)).seqNum, 1U);
     EXPECT_EQ(ToldOf(R"("fault":"cut-link")"), "cut-link: 1 link, for good\n");
+}
+
+TEST_F(FaultInjectorTest, AChangedConfigurationIsThereBeforeItsNotice)
+{
+    const auto link = Connect({Lab::Control::Role::Link, "s", 1});
+    EXPECT_EQ(
+        ToldOf(R"("fault":"change-configuration","configuration":{"/config/tags":{"a":"1"},"/config/agent":null})"),
+        "change-configuration: 2 paths, and a notice on 1 link\n");
+    EXPECT_EQ(Lab::Wire::Decode(*link->Receive(Limit)).msgId, Lab::Wire::MsgId::ConfigChanges);
+    EXPECT_THAT(
+        Ask(*link, Lab::Wire::MsgId::ConfigGet2Request, R"({"trees":["/config/tags"]})"), HasSubstr(R"({"a":"1"})"));
+    EXPECT_EQ(
+        ToldOf(R"("fault":"change-configuration","configuration":{"/config/tags":{"a":"2"}},"notify":false)"),
+        "change-configuration: 1 path\n");
+    EXPECT_THAT(
+        Ask(*link, Lab::Wire::MsgId::ConfigGet2Request, R"({"trees":["/config/tags"]})"), HasSubstr(R"({"a":"2"})"))
+        << "nothing came before this answer";
+}
+
+TEST_F(FaultInjectorTest, ChangedGroupsAreToldUnlessTheyAreToBeKeptQuiet)
+{
+    const auto link = Connect({Lab::Control::Role::Link, "s", 1});
+    EXPECT_EQ(ToldOf(R"("fault":"change-groups","groups":["x"])"), "change-groups: 1 group, told on 1 link\n");
+    const Lab::Wire::Envelope told = Lab::Wire::Decode(*link->Receive(Limit));
+    EXPECT_EQ(told.msgId, Lab::Wire::MsgId::UserGroupsNotification);
+    EXPECT_THAT(told.payload, HasSubstr(R"("groups":["x"])"));
+    EXPECT_EQ(ToldOf(R"("fault":"change-groups","groups":[],"notify":false)"), "change-groups: 0 groups\n");
+    EXPECT_THAT(
+        Ask(*link, Lab::Wire::MsgId::UserGroupsRequest, R"({"user":"u"})"), HasSubstr(R"({"user":"u","groups":[],)"));
+}
+
+TEST_F(FaultInjectorTest, AnUpdateRequestNamesItsVersion)
+{
+    const auto link = Connect({Lab::Control::Role::Link, "s", 1});
+    EXPECT_EQ(ToldOf(R"("fault":"update-request","version":"1.10.0")"), "update-request: to 1.10.0 on 1 link\n");
+    const Lab::Wire::Envelope request = Lab::Wire::Decode(*link->Receive(Limit));
+    EXPECT_EQ(request.msgId, Lab::Wire::MsgId::CheckForUpdatesRequest);
+    EXPECT_EQ(request.payload, R"({"targetAgentVersion":"1.10.0"})");
 }
 
 TEST_F(FaultInjectorTest, TheRegistryIsChangedAsTheVpnClientDoes)

@@ -2,6 +2,7 @@
 
 #include "test.support-temporaryfolder.hpp"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -105,6 +106,37 @@ TEST_F(LogFollowerTest, WarningsAndErrorsOfAllStartsAreCounted)
     }
     EXPECT_EQ(follower.GetCounts().warnings, 2U);
     EXPECT_EQ(follower.GetCounts().errors, 4U);
+}
+
+TEST_F(LogFollowerTest, AStateThatBeginsAnewIsNotToldAgain)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 1, false);
+    follower.BeginStart();
+    for (const char* state : {"InPolling, A", "InPolling, A", "InPolling, B", "Initialise", "InPolling, B"})
+    {
+        Append(std::string("[2026-11-21 12:00:00.000] [info] Main loop state: ") + state + "\n");
+    }
+    follower.Finish();
+    const std::string shown = TakeShown();
+    EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 4) << shown;
+    EXPECT_EQ(follower.GetStates().size(), 5U);
+}
+
+TEST_F(LogFollowerTest, StatesAreRememberedWithTheirTimesHoweverTheLogIsShown)
+{
+    Lab::LogFollower follower(m_file, m_timeline, 10, true);
+    follower.BeginStart();
+    Append("[2026-11-21 12:00:00.000] [info] Main loop state: Initialise\n");
+    Append("[2026-11-21 12:00:05.000] [info] Main loop state: ConfigCompleted\n");
+    EXPECT_FALSE(follower.HasEntered("ConfigCompleted"));
+    follower.Finish();
+    ASSERT_EQ(follower.GetStates().size(), 2U);
+    EXPECT_EQ(follower.GetStates()[0].name, "Initialise");
+    EXPECT_NEAR(follower.GetStates()[1].seconds - follower.GetStates()[0].seconds, 0.5, 1e-9);
+    EXPECT_TRUE(follower.HasEntered("ConfigCompleted"));
+    follower.BeginStart();
+    EXPECT_FALSE(follower.HasEntered("ConfigCompleted")) << "each start has to enter it";
+    EXPECT_EQ(follower.GetStates().size(), 2U);
 }
 
 TEST_F(LogFollowerTest, TheWholeLogIsShownAsItStands)

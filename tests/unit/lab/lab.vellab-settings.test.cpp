@@ -77,4 +77,17 @@ TEST_F(LabSettingsTest, RemovingLeavesNothing)
     EXPECT_THROW((void)WinReg::OpenKey(Root::LocalMachine, Paths::Vendor), std::exception);
 }
 
+TEST_F(LabSettingsTest, WhatTheAgentLeavesForTheUpdaterIsReadAndTold)
+{
+    Lab::LayOutSettings("a.example");
+    EXPECT_EQ(Lab::ReadUpgradeHandOff(), Lab::UpgradeHandOff{});
+    EXPECT_EQ(Lab::DescribeUpgradeHandOff({}), "for the updater the agent left no target-version, and no AutoUpdate");
+    WinReg::SetStringValue(Root::LocalMachine, Paths::Agent, L"target-version", L"1.10.0");
+    WinReg::SetDwordValue(Root::LocalMachine, Paths::Config, L"AutoUpdate", 1);
+    const Lab::UpgradeHandOff handOff = Lab::ReadUpgradeHandOff();
+    EXPECT_EQ(handOff, (Lab::UpgradeHandOff{"1.10.0", 1}));
+    EXPECT_EQ(
+        Lab::DescribeUpgradeHandOff(handOff), "for the updater the agent left target-version 1.10.0, and AutoUpdate 1");
+}
+
 } // namespace

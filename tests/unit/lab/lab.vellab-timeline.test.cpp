@@ -46,6 +46,15 @@ TEST(TimelineTest, TheFileIsInTheOrderOfTime)
     EXPECT_THAT(out.str(), HasSubstr("shown and not kept\n"));
 }
 
+TEST(TimelineTest, AMomentHasItsPlace)
+{
+    std::ostringstream out;
+    const Timeline timeline(out);
+    const auto now = Shared::Time::MonotonicNow();
+    EXPECT_GE(timeline.SecondsAt(now), 0.0);
+    EXPECT_NEAR(timeline.SecondsAt(now + std::chrono::milliseconds(1500)) - timeline.SecondsAt(now), 1.5, 1e-6);
+}
+
 TEST(TimelineTest, ThreadsDoNotMixTheirLines)
 {
     std::ostringstream out;
