@@ -4,6 +4,7 @@
 #include "agentcore.ops-requests.hpp"
 #include "agentcore.ops-upgrade.hpp"
 #include "shared.log-functions.hpp"
+#include "shared.platform-memory.hpp"
 
 #include <algorithm>
 #include <string>
@@ -108,6 +109,8 @@ void ConfigCompleted(LoopContext& context)
     (void)AgentCore::Ops::CompareVersionsAndUpgrade(
         AgentCore::Messaging::FindTargetVersion(appState.accountAgentConfig), context.identity, context.upgradeTimer);
     (void)context.identity.UpdateEnablement(appState.instanceAgentConfig.enabled());
+    // The answers may have been large, and such ones do not come again soon.
+    Shared::Platform::ReturnFreeMemory();
     context.configured = true;
     appState.runtimeStates.Push(RuntimeState::InPolling);
 }

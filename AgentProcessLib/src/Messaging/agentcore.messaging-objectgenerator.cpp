@@ -7,6 +7,7 @@
 #include "shared.log-functions.hpp"
 #include "shared.protobuf-functions.hpp"
 #include "shared.util-functions.hpp"
+#include "shared.util-texthash.hpp"
 
 #include <cstddef>
 #include <string>
@@ -23,24 +24,37 @@ using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
 using Shared::Json::RapidJsonMembers;
 using Shared::Json::RapidJsonValue;
+using Shared::Util::TextHash;
 
 namespace
 {
 
+/// As much of an object's UUID as a line of the log gets. One that is a UUID has 36 characters.
+constexpr std::size_t MostOfUuid = 200;
+
+/// What the addresses of all end-to-end tests may take. Each of them holds its whole test, so that two lists that are large,
+/// and not unreasonably so, could together ask for more memory than there is.
+constexpr std::size_t MostTestConfigurationBytes = std::size_t{128} * 1024 * 1024;
+
 /// What sets the three lists of tests apart.
 struct TestKind
 {
-    std::string_view name;
     std::string_view prefix;
     std::string_view errorText;
+    std::string_view startLine;
+    /// With places for the tests that were kept and for those that were not.
+    std::string_view closingLine;
 };
 
 constexpr TestKind MtrKind = {
-    "MTR", "/config/mtr/", "ObjectGenerator::ProcessMtrConfigMessage(): error processing MTR config"};
+    "/config/mtr/", "ObjectGenerator::ProcessMtrConfigMessage(): error processing MTR config", "Caching MTR config...",
+    "Cached {} MTR objects, skipped {} MTR objects."};
 constexpr TestKind EteKind = {
-    "ETE", "/config/ete/", "ObjectGenerator::ProcessEteConfigMessage(): error processing ete config"};
+    "/config/ete/", "ObjectGenerator::ProcessEteConfigMessage(): error processing ete config", "Caching ETE config...",
+    "Cached {} ETE objects, skipped {} ETE objects."};
 constexpr TestKind CurlKind = {
-    "Curl", "/config/curl/", "ObjectGenerator::ProcessCurlConfigMessage(): error processing Curl config"};
+    "/config/curl/", "ObjectGenerator::ProcessCurlConfigMessage(): error processing Curl config",
+    "Caching Curl config...", "Cached {} Curl objects, skipped {} Curl objects."};
 
 template <typename T>
 T ValueOrDefault(const Shared::Util::Nullable<T>& value)
@@ -84,12 +98,12 @@ RapidJsonMembers GetEntriesOfFirstOwner(const RapidJsonDocument& answer)
     return owners.empty() ? RapidJsonMembers() : owners[0].value.GetMembers();
 }
 
-/// @param kind "domain" or "IP"
+/// @param warning for a repeated address, with places for the address and the object's UUID
 std::vector<std::string> ReadAddresses(
-    const RapidJsonValue& json, std::string_view name, std::string_view kind, std::string_view uuid)
+    const RapidJsonValue& json, std::string_view name, std::string_view warning, std::string_view uuid)
 {
     std::vector<std::string> addresses;
-    std::unordered_set<std::string_view> taken;
+    std::unordered_set<std::string_view, TextHash> taken;
     for (const RapidJsonValue element : json.GetMember(name).GetElements())
     {
         const auto text = element.GetStringView();
@@ -103,7 +117,8 @@ std::vector<std::string> ReadAddresses(
         }
         else
         {
-            Shared::Log::Warn("Detected a duplicate {} value {} on network object {}", kind, text.GetValue(), uuid);
+            // Each repetition names the object: one that calls itself by a book is named by its first page.
+            Shared::Log::Warn(fmt::runtime(warning), text.GetValue(), uuid.substr(0, MostOfUuid));
         }
     }
     return addresses;
@@ -115,8 +130,10 @@ NetworkObject MakeNetworkObject(const RapidJsonMember& entry)
     object.id = entry.name;
     object.uuid = ReadText(entry.value, "uuid");
     object.name = ReadText(entry.value, "name");
-    object.domains = ReadAddresses(entry.value, "domains", "domain", object.uuid);
-    object.ips = ReadAddresses(entry.value, "ips", "IP", object.uuid);
+    object.domains =
+        ReadAddresses(entry.value, "domains", "Detected a duplicate domain value {} on network object {}", object.uuid);
+    object.ips =
+        ReadAddresses(entry.value, "ips", "Detected a duplicate IP value {} on network object {}", object.uuid);
     return object;
 }
 
@@ -173,40 +190,118 @@ CurlTest MakeCurlTest(const RapidJsonMember& entry, std::string_view key)
     return test;
 }
 
-/// @param make gives the record of an entry
 template <typename Test>
-void ProcessTestList(
+using MakeRecord = Test (*)(const RapidJsonMember& entry, std::string_view key);
+
+/// Appends the tests that are meant for the subject. False for an answer that says it is an error.
+template <typename Test>
+bool SelectTests(
     std::string_view payload,
     std::vector<Test>& list,
     const TestKind& kind,
     const SelectionSubject& subject,
-    Test (*make)(const RapidJsonMember& entry, std::string_view key))
+    MakeRecord<Test> make)
 {
-    list = std::vector<Test>();
-    Shared::Log::Info("Caching {} config...", kind.name);
     const RapidJsonDocument answer(payload);
     if (!IsSuccessful(answer, kind.errorText))
     {
-        return;
+        return false;
     }
     const TestSelection selection(subject);
-    std::size_t skipped = 0;
+    const RapidJsonMembers entries = GetEntriesOfFirstOwner(answer);
+    list.reserve(entries.size());
     std::string key;
-    for (const RapidJsonMember entry : GetEntriesOfFirstOwner(answer))
+    for (const RapidJsonMember entry : entries)
     {
         key.assign(kind.prefix).append(entry.name);
         if (selection.IsTestApplicable(entry.value, key))
         {
             list.push_back(make(entry, key));
         }
-        else
+    }
+    Shared::Log::Info(fmt::runtime(kind.closingLine), list.size(), entries.size() - list.size());
+    return true;
+}
+
+template <typename Test>
+void ProcessTestList(
+    std::string_view payload,
+    std::vector<Test>& list,
+    const TestKind& kind,
+    const SelectionSubject& subject,
+    MakeRecord<Test> make)
+{
+    list = std::vector<Test>();
+    Shared::Log::Info("{}", kind.startLine);
+    // The document is gone before sorting takes memory.
+    if (SelectTests(payload, list, kind, subject, make))
+    {
+        SortByPriority(list, subject.tests);
+    }
+}
+
+/// What a configuration takes, its texts with it.
+std::size_t BytesOf(const TestConfiguration& configuration)
+{
+    const MtrTest& test = configuration.test;
+    const std::size_t wide = configuration.target.size() + configuration.networkObjectUuid.size() +
+        configuration.testKey.size() + configuration.protocol.size();
+    return sizeof configuration + test.key.size() + test.id.size() + test.netobj.size() + test.l4Protocol.size() +
+        wide * sizeof(wchar_t);
+}
+
+/// The addresses of all end-to-end tests, as far as there is room for them.
+class TestConfigurationList
+{
+public:
+    /// One for each address of the object.
+    void Append(const MtrTest& test, const NetworkObject& object, bool hasCurlTest)
+    {
+        TestConfiguration configuration;
+        configuration.test = test;
+        configuration.networkObjectUuid = Shared::Util::ConvertStringType(object.uuid);
+        configuration.testKey = Shared::Util::ConvertStringType(test.id);
+        configuration.protocol = Shared::Util::ConvertStringType(test.l4Protocol);
+        configuration.port = test.port;
+        configuration.hasCurlTest = hasCurlTest;
+        for (const auto* addresses : {&object.domains, &object.ips})
         {
-            ++skipped;
+            for (const std::string& address : *addresses)
+            {
+                configuration.target = Shared::Util::ConvertStringType(address);
+                Append(configuration);
+            }
         }
     }
-    Shared::Log::Info("Cached {} {} objects, skipped {} {} objects.", list.size(), kind.name, skipped, kind.name);
-    SortByPriority(list, subject.tests);
-}
+
+    std::vector<TestConfiguration> Take()
+    {
+        if (m_leftOut > 0)
+        {
+            Shared::Log::Warn(
+                "The ETE tests have too many addresses: {} of them are tested, and {} are not", m_list.size(),
+                m_leftOut);
+        }
+        return std::move(m_list);
+    }
+
+private:
+    void Append(const TestConfiguration& configuration)
+    {
+        const std::size_t bytes = BytesOf(configuration);
+        if (bytes > m_bytesLeft)
+        {
+            ++m_leftOut;
+            return;
+        }
+        m_bytesLeft -= bytes;
+        m_list.push_back(configuration);
+    }
+
+    std::vector<TestConfiguration> m_list;
+    std::size_t m_bytesLeft = MostTestConfigurationBytes;
+    std::size_t m_leftOut = 0;
+};
 
 } // namespace
 
@@ -313,41 +408,26 @@ std::vector<TestConfiguration> BuildTestConfigurations(
     const std::vector<CurlTest>& curlTests,
     const std::vector<NetworkObject>& networkObjects)
 {
-    std::unordered_map<std::string_view, const NetworkObject*> objects;
+    std::unordered_map<std::string_view, const NetworkObject*, TextHash> objects;
     for (const NetworkObject& object : networkObjects)
     {
         objects.try_emplace(object.uuid, &object);
     }
-    std::unordered_set<std::string_view> objectsOfCurlTests;
+    std::unordered_set<std::string_view, TextHash> objectsOfCurlTests;
     for (const CurlTest& test : curlTests)
     {
         objectsOfCurlTests.insert(test.netobj);
     }
-    std::vector<TestConfiguration> configurations;
+    TestConfigurationList configurations;
     for (const MtrTest& test : eteTests)
     {
         const auto found = objects.find(test.netobj);
-        if (found == objects.end())
+        if (found != objects.end())
         {
-            continue;
-        }
-        TestConfiguration configuration;
-        configuration.test = test;
-        configuration.networkObjectUuid = Shared::Util::ConvertStringType(found->second->uuid);
-        configuration.testKey = Shared::Util::ConvertStringType(test.id);
-        configuration.protocol = Shared::Util::ConvertStringType(test.l4Protocol);
-        configuration.port = test.port;
-        configuration.hasCurlTest = objectsOfCurlTests.contains(test.netobj);
-        for (const auto* addresses : {&found->second->domains, &found->second->ips})
-        {
-            for (const std::string& address : *addresses)
-            {
-                configuration.target = Shared::Util::ConvertStringType(address);
-                configurations.push_back(configuration);
-            }
+            configurations.Append(test, *found->second, objectsOfCurlTests.contains(test.netobj));
         }
     }
-    return configurations;
+    return configurations.Take();
 }
 
 } // namespace AgentCore::Messaging

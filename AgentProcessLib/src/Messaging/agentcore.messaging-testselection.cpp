@@ -5,7 +5,6 @@
 #include "shared.util-functions.hpp"
 
 #include <algorithm>
-#include <cstring>
 #include <source_location>
 #include <utility>
 
@@ -124,32 +123,16 @@ bool Match::IsMatch() const noexcept
     return false;
 }
 
-std::size_t TestSelection::CaseBlindHash::operator()(std::string_view text) const noexcept
-{
-    // The bit in which the two cases of a letter differ. That other characters lose it too costs nothing: equality decides.
-    constexpr std::uint64_t CaseBits = 0x2020202020202020;
-    constexpr std::uint64_t Mixer = 0x9E3779B97F4A7C15;
-    std::uint64_t hash = text.size();
-    while (!text.empty())
-    {
-        std::uint64_t word = 0;
-        const std::size_t taken = std::min(text.size(), sizeof word);
-        std::memcpy(&word, text.data(), taken);
-        text.remove_prefix(taken);
-        hash = (hash ^ (word | CaseBits)) * Mixer;
-        hash ^= hash >> 32;
-    }
-    return static_cast<std::size_t>(hash);
-}
-
-bool TestSelection::CaseBlindEqual::operator()(std::string_view first, std::string_view second) const
-{
-    return Shared::Util::EqualsIgnoreCase(first, second);
-}
-
 TestSelection::TestSelection(const SelectionSubject& subject)
     : m_subject(subject), m_groups(subject.userGroups.groups().begin(), subject.userGroups.groups().end())
 {
+    for (const auto& [key, test] : subject.tests)
+    {
+        if (!test.enabled())
+        {
+            m_disabled.insert(key);
+        }
+    }
     m_tags.reserve(subject.tags.size());
     for (const Tag& tag : subject.tags)
     {
@@ -172,7 +155,7 @@ TestVerdict TestSelection::Judge(const RapidJsonValue& testJson, std::string_vie
     {
         verdict.outcome = TestOutcome::SplitTunnel;
     }
-    else if (IsDisabled(key))
+    else if (m_disabled.contains(key))
     {
         verdict.outcome = TestOutcome::Disabled;
     }
@@ -248,12 +231,6 @@ Match TestSelection::MatchesUsersOrGroups(const RapidJsonValue& testJson) const
         }
     }
     return {};
-}
-
-bool TestSelection::IsDisabled(std::string_view key) const
-{
-    const auto found = m_subject.tests.find(key);
-    return found != m_subject.tests.end() && !found->second.enabled();
 }
 
 bool IsSplitTunnelTest(const RapidJsonValue& testJson)

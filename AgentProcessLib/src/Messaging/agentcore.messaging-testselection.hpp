@@ -2,8 +2,8 @@
 
 #include "agentcore.messaging-configobjects.hpp"
 #include "shared.json-rapidjsondocument.hpp"
+#include "shared.util-texthash.hpp"
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -71,8 +71,8 @@ struct TestVerdict
     Match usersOrGroups;
 };
 
-/// Selects tests for one subject. Made once for a tree of tests: each text of a test is looked up in what the subject has,
-/// so that the time for a test depends on the test alone.
+/// Selects tests for one subject. Made once for a tree of tests, in a time that grows with what the subject has; the time
+/// for a test then depends on the test alone.
 ///
 /// Of a member that a test has twice, the first counts. A member of another type than expected counts as missing, and
 /// what is no string in a list of strings is passed over.
@@ -96,21 +96,11 @@ public:
     Match MatchesUsersOrGroups(const Shared::Json::RapidJsonValue& testJson) const;
 
 private:
-    struct CaseBlindHash
-    {
-        std::size_t operator()(std::string_view text) const noexcept;
-    };
-
-    struct CaseBlindEqual
-    {
-        bool operator()(std::string_view first, std::string_view second) const;
-    };
-
-    bool IsDisabled(std::string_view key) const;
-
     SelectionSubject m_subject;
-    std::unordered_set<std::string_view> m_tags;
-    std::unordered_set<std::string_view, CaseBlindHash, CaseBlindEqual> m_groups;
+    /// Keys of the tests that are switched off: few, while the map of all is too large to search for each test.
+    std::unordered_set<std::string_view, Shared::Util::TextHash> m_disabled;
+    std::unordered_set<std::string_view, Shared::Util::TextHash> m_tags;
+    std::unordered_set<std::string_view, Shared::Util::CaseBlindHash, Shared::Util::CaseBlindEqual> m_groups;
 };
 
 /// Whether a test is one of a split tunnel, which this agent does not run.

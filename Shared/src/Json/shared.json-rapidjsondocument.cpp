@@ -1,5 +1,6 @@
 #include "shared.json-rapidjsondocument.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <new>
 #include <optional>
@@ -9,7 +10,6 @@
 
 #include <fmt/format.h>
 #include <rapidjson/document.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/pointer.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
@@ -80,7 +80,8 @@ std::optional<Number> Convert(std::string_view text)
 class Gate : public rapidjson::BaseReaderHandler<Encoding, Gate>
 {
 public:
-    explicit Gate(Document& document) : e_document(document)
+    /// @param mayHoldSurrogates whether a string can have one at all
+    Gate(Document& document, bool mayHoldSurrogates) : e_document(document), m_mayHoldSurrogates(mayHoldSurrogates)
     {
     }
 
@@ -117,12 +118,12 @@ public:
 
     bool String(const char* text, rapidjson::SizeType size, bool copy)
     {
-        return !HoldsSurrogate({text, size}) && e_document.String(text, size, copy);
+        return IsWellFormed({text, size}) && e_document.String(text, size, copy);
     }
 
     bool Key(const char* text, rapidjson::SizeType size, bool copy)
     {
-        return !HoldsSurrogate({text, size}) && e_document.Key(text, size, copy);
+        return IsWellFormed({text, size}) && e_document.Key(text, size, copy);
     }
 
     bool StartObject()
@@ -146,41 +147,74 @@ public:
     }
 
 private:
-    /// All else that is not UTF-8 the parser refuses itself.
-    static bool HoldsSurrogate(std::string_view text)
+    bool IsWellFormed(std::string_view text) const
     {
-        constexpr char Lead = '\xED';
-        constexpr unsigned char FirstOfSurrogates = 0xA0;
-        for (auto at = text.find(Lead); at != std::string_view::npos; at = text.find(Lead, at + 1))
-        {
-            if (static_cast<unsigned char>(text[at + 1]) >= FirstOfSurrogates)
-            {
-                return true;
-            }
-        }
-        return false;
+        return !m_mayHoldSurrogates || Util::Utf8::IsValid(text);
     }
 
     Document& e_document;
+    bool m_mayHoldSurrogates;
 };
 
-bool Parse(Document& document, std::string_view text)
+std::string_view WithoutByteOrderMark(std::string_view text)
+{
+    constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
+    return text.starts_with(ByteOrderMark) ? text.substr(ByteOrderMark.size()) : text;
+}
+
+/// Whether there is an escaped surrogate anywhere: all that a text in UTF-8 can get one from. In steps that a compiler can
+/// take many characters at a time: texts that are full of other escapes are common.
+bool HoldsEscapedSurrogate(std::string_view text)
+{
+    constexpr std::size_t Step = 64;
+    constexpr std::size_t Length = 3;
+    const auto isAt = [](const char* at)
+    {
+        return (at[0] == '\\') & (at[1] == 'u') & ((at[2] == 'D') | (at[2] == 'd'));
+    };
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (; end - at >= static_cast<std::ptrdiff_t>(Step + Length); at += Step)
+    {
+        int found = 0;
+        for (std::size_t i = 0; i < Step; ++i)
+        {
+            found |= isAt(at + i);
+        }
+        if (found != 0)
+        {
+            return true;
+        }
+    }
+    for (; end - at >= static_cast<std::ptrdiff_t>(Length); ++at)
+    {
+        if (isAt(at) != 0)
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Parses `size` bytes that a null character ends, and that the document's strings stay in from then on: nothing is copied
+/// once more.
+bool ParseInPlace(Document& document, char* text, std::size_t size)
 {
     constexpr unsigned Flags =
-        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
-    constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(ByteOrderMark))
+        rapidjson::kParseInsituFlag | rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+    // The parser's own check of the encoding looks at each byte by a table, and slows everything else down.
+    if (!Util::Utf8::IsValid({text, size}))
     {
-        text.remove_prefix(ByteOrderMark.size());
+        return false;
     }
-    rapidjson::MemoryStream stream(text.data(), text.size());
+    Gate gate(document, HoldsEscapedSurrogate({text, size}));
+    rapidjson::InsituStringStream stream(text);
     bool isJson = false;
-    auto parse = [&](Document& target)
+    auto parse = [&](Document& /*document*/)
     {
-        Gate gate(target);
         Reader reader;
         // A null character ends the stream for the parser.
-        isJson = !reader.Parse<Flags>(stream, gate).IsError() && stream.Tell() == text.size();
+        isJson = !reader.Parse<Flags>(stream, gate).IsError() && stream.Tell() == size;
         return isJson;
     };
     document.Populate(parse);
@@ -240,6 +274,11 @@ private:
             e_handler.StartArray();
             m_open.push_back({&value, value.Size(), 0});
         }
+        else if (value.IsString())
+        {
+            // Accept() would have the handler keep a look at a text that goes with this document.
+            e_handler.String(value.GetString(), value.GetStringLength(), true);
+        }
         else
         {
             value.Accept(e_handler);
@@ -285,11 +324,6 @@ Pointer GetPointerByPath(std::string_view path)
         throw Exception::RuntimeException(fmt::format("RapidJSON pointer is not valid for path {}", path));
     }
     return pointer;
-}
-
-bool IsUtf8(std::string_view text)
-{
-    return Util::Utf8::DropInvalid(text).size() == text.size();
 }
 
 std::string_view TextOf(const Value& text)
@@ -461,6 +495,24 @@ std::string RapidJsonValue::GetJsonTextByPath(std::string_view path) const
 
 struct RapidJsonDocument::Tree
 {
+    Tree() : document(&pool)
+    {
+    }
+
+    explicit Tree(std::string_view json)
+        : text(std::make_unique_for_overwrite<char[]>(json.size() + 1)),
+          pool(std::max(SmallestChunk, json.size() / 2)),
+          document(&pool)
+    {
+        json.copy(text.get(), json.size());
+        text[json.size()] = '\0';
+    }
+
+    static constexpr std::size_t SmallestChunk = std::size_t{64} * 1024;
+
+    /// Parsed in place: the strings of the document point into it.
+    std::unique_ptr<char[]> text;
+    Pool pool;
     Document document;
 
     /// Makes `value` the last member of the root and the only one of its name.
@@ -480,9 +532,11 @@ RapidJsonDocument::RapidJsonDocument() : m_tree(std::make_unique<Tree>())
     m_tree->document.SetObject();
 }
 
-RapidJsonDocument::RapidJsonDocument(std::string_view text) : m_tree(std::make_unique<Tree>())
+RapidJsonDocument::RapidJsonDocument(std::string_view text)
 {
-    if (!Parse(m_tree->document, text))
+    const auto json = WithoutByteOrderMark(text);
+    m_tree = std::make_unique<Tree>(json);
+    if (!ParseInPlace(m_tree->document, m_tree->text.get(), json.size()))
     {
         throw Exception::RuntimeException(fmt::format("rapidJSON encountered a parse error on string ==> {}", text));
     }
@@ -499,7 +553,7 @@ RapidJsonDocument::~RapidJsonDocument() = default;
 
 void RapidJsonDocument::Add(std::string_view name, std::string_view value)
 {
-    if (!m_tree->document.IsObject() || !IsUtf8(name) || !IsUtf8(value))
+    if (!m_tree->document.IsObject() || !Util::Utf8::IsValid(name) || !Util::Utf8::IsValid(value))
     {
         throw Exception::RuntimeException(fmt::format("rapidJSON encountered a parse error adding member: {}", name));
     }
@@ -509,7 +563,7 @@ void RapidJsonDocument::Add(std::string_view name, std::string_view value)
 
 void RapidJsonDocument::Add(std::string_view name, const RapidJsonDocument& value)
 {
-    if (!m_tree->document.IsObject() || !IsUtf8(name))
+    if (!m_tree->document.IsObject() || !Util::Utf8::IsValid(name))
     {
         throw Exception::RuntimeException(fmt::format("rapidJSON encountered a parse error adding member: {}", name));
     }

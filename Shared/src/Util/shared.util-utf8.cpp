@@ -240,6 +240,20 @@ std::wstring Decode(std::string_view text)
     return Convert<std::wstring>(text);
 }
 
+bool IsValid(std::string_view text) noexcept
+{
+    std::size_t position = CountAscii(text);
+    while (position < text.size())
+    {
+        if (Take(text, position) == NoScalar)
+        {
+            return false;
+        }
+        position += CountAscii(text.substr(position));
+    }
+    return true;
+}
+
 std::wstring DropInvalid(std::wstring_view text)
 {
     return Convert<std::wstring>(text);

@@ -18,6 +18,9 @@ std::string Encode(std::wstring_view text);
 /// UTF-8 to wide. Of the same text, Encode(Decode(x)) is DropInvalid(x), and the other way round.
 std::wstring Decode(std::string_view text);
 
+/// Whether Decode would drop nothing.
+bool IsValid(std::string_view text) noexcept;
+
 /// `text` without what Encode would drop.
 std::wstring DropInvalid(std::wstring_view text);
 

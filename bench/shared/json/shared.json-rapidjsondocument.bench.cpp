@@ -1,5 +1,5 @@
 // What parsing and writing a configuration tree cost, against the library as it comes: going down the stack, trusting
-// the encoding, rounding numbers roughly. Kept up: parsing stays below 1.5 times that and writing below 1.1, at every size.
+// the encoding, rounding numbers roughly. Kept up: parsing stays below that and writing below 1.1 times it, at every size.
 
 #include <string>
 

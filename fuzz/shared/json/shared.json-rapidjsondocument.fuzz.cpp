@@ -159,7 +159,8 @@ private:
                 Expect(TakeIf(':'));
                 SkipSpace();
                 Require(value == nullptr || (count < members.size() && members[count].name == name));
-                Read(value == nullptr ? nullptr : &members[count].value, level + 1);
+                const auto inner = value == nullptr ? RapidJsonValue() : members[count].value;
+                Read(value == nullptr ? nullptr : &inner, level + 1);
                 ++count;
                 SkipSpace();
             } while (TakeIf(','));
@@ -181,7 +182,8 @@ private:
             {
                 SkipSpace();
                 Require(value == nullptr || count < elements.size());
-                Read(value == nullptr ? nullptr : &elements[count], level + 1);
+                const auto inner = value == nullptr ? RapidJsonValue() : elements[count];
+                Read(value == nullptr ? nullptr : &inner, level + 1);
                 ++count;
                 SkipSpace();
             } while (TakeIf(','));

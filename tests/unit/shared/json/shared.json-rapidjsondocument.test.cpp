@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -515,5 +516,111 @@ TEST(RapidJsonDocumentTest, TheErrorHoldsALargeTextWhole)
         ASSERT_TRUE(what.ends_with(text));
         EXPECT_TRUE(
             what.substr(0, what.size() - text.size()).ends_with("rapidJSON encountered a parse error on string ==> "));
+    }
+}
+
+// Without copies
+
+TEST(RapidJsonDocumentTest, AStringIsSeenWithoutACopy)
+{
+    using namespace std::string_literals;
+    const RapidJsonDocument document(
+        R"(["","short","a\u0000b","\n\"\\\/\u00e9","a text that is longer than any that fits",7])");
+    const auto elements = document.GetRoot().GetElements();
+    for (const std::size_t i : {0, 1, 2, 3, 4})
+    {
+        EXPECT_EQ(elements[i].GetStringView().GetValue(), elements[i].GetString().GetValue());
+        EXPECT_EQ(elements[i].GetStringView().GetValue().data(), elements[i].GetStringView().GetValue().data());
+    }
+    EXPECT_EQ(elements[2].GetStringView().GetValue(), "a\0b"s);
+    EXPECT_EQ(elements[3].GetStringView().GetValue(), "\n\"\\/\u00e9");
+    EXPECT_FALSE(elements[5].GetStringView().HasValue());
+    EXPECT_FALSE(RapidJsonValue().GetStringView().HasValue());
+}
+
+TEST(RapidJsonDocumentTest, TheTextMayGoWhenItIsParsed)
+{
+    auto text = std::make_unique<std::string>(R"({"a name that is long enough":["a text that is long enough",-12.5]})");
+    const RapidJsonDocument document(*text);
+    text->assign(text->size(), 'x');
+    text.reset();
+    EXPECT_EQ(document.GetJsonText(), R"({"a name that is long enough":["a text that is long enough",-12.5]})");
+}
+
+TEST(RapidJsonDocumentTest, WhatIsAddedOutlivesWhereItCameFrom)
+{
+    RapidJsonDocument holder;
+    {
+        const RapidJsonDocument added(R"({"a name that is long enough":["a text that is long enough","short"]})");
+        holder.Add("added", added);
+        holder.Add("text", added.GetJsonText());
+    }
+    EXPECT_EQ(
+        holder.GetJsonTextByPath("added"), R"({"a name that is long enough":["a text that is long enough","short"]})");
+}
+
+TEST(RapidJsonDocumentTest, WhatWasSeenStaysWhenTheDocumentIsMoved)
+{
+    RapidJsonDocument document(R"(["a text that is long enough","short"])");
+    const auto elements = document.GetRoot().GetElements();
+    const RapidJsonDocument moved(std::move(document));
+    EXPECT_EQ(elements[0].GetStringView().GetValue(), "a text that is long enough");
+    EXPECT_EQ(elements[1].GetStringView().GetValue(), "short");
+}
+
+TEST(RapidJsonDocumentTest, AMemberIsFoundByItsNameAsItStands)
+{
+    using namespace std::string_literals;
+    const RapidJsonDocument document(R"({"a":1,"/a":2,"a~1b":3,"":4,"a\u0000b":5,"a":6,"A":7,"list":[8]})");
+    const auto find = [&](std::string_view name)
+    {
+        return document.GetRoot().GetMember(name).GetJsonText();
+    };
+    EXPECT_EQ(find("a"), "1");
+    EXPECT_EQ(find("/a"), "2");
+    EXPECT_EQ(find("a~1b"), "3");
+    EXPECT_EQ(find(""), "4");
+    EXPECT_EQ(find("a\0b"s), "5");
+    EXPECT_EQ(find("A"), "7");
+    EXPECT_FALSE(document.GetRoot().GetMember("b").HasValue());
+    EXPECT_FALSE(document.GetRoot().GetMember("list").GetMember("0").HasValue());
+    EXPECT_FALSE(RapidJsonValue().GetMember("a").HasValue());
+}
+
+TEST(RapidJsonDocumentTest, WhatIsInsideIsGoneThroughInOrder)
+{
+    const RapidJsonDocument document(R"({"b":1,"a":[10,[],{}],"b":2,"empty":{},"none":[]})");
+    const auto members = document.GetRoot().GetMembers();
+    ASSERT_EQ(members.size(), 5U);
+    EXPECT_FALSE(members.empty());
+    std::string names;
+    for (const auto member : members)
+    {
+        names += member.name;
+    }
+    EXPECT_EQ(names, "babemptynone");
+    EXPECT_EQ(members[2].value.GetInt32().GetValue(), 2);
+    auto element = members[1].value.GetElements().begin();
+    EXPECT_EQ((*element++).GetInt32().GetValue(), 10);
+    EXPECT_TRUE((*element).IsArray());
+    EXPECT_TRUE((*++element).IsObject());
+    EXPECT_EQ(++element, members[1].value.GetElements().end());
+    EXPECT_TRUE(members[3].value.GetMembers().empty());
+    EXPECT_TRUE(members[4].value.GetElements().empty());
+    EXPECT_EQ(Shared::Json::RapidJsonMembers().size(), 0U);
+}
+
+TEST(RapidJsonDocumentTest, AnEscapedSurrogateIsFoundWhereverItStands)
+{
+    for (std::size_t before = 0; before < 200; ++before)
+    {
+        const auto text = [before](std::string_view escape)
+        {
+            return "\"" + std::string(before, ' ') + std::string(escape) + "\"";
+        };
+        ASSERT_THROW(RapidJsonDocument(text("\\uDC00")), std::runtime_error) << before;
+        ASSERT_THROW(RapidJsonDocument(text("\\udc00")), std::runtime_error) << before;
+        ASSERT_EQ(Rewritten(text("\\ud83d\\uDE00")), text("\U0001F600")) << before;
+        ASSERT_EQ(Rewritten(text("\\\\ud800")), text("\\\\ud800")) << before;
     }
 }

@@ -15,6 +15,7 @@ namespace
 using Shared::Util::Utf8::Decode;
 using Shared::Util::Utf8::DropInvalid;
 using Shared::Util::Utf8::Encode;
+using Shared::Util::Utf8::IsValid;
 
 constexpr int Rounds = 3000;
 
@@ -178,7 +179,28 @@ TEST(Utf8Test, RandomBytesKeepExactlyTheirWellFormedSequences)
         const auto kept = KeepWellFormed(text);
         ASSERT_EQ(DropInvalid(text), kept);
         ASSERT_EQ(Encode(Decode(text)), kept);
+        ASSERT_EQ(IsValid(text), kept.size() == text.size());
+        ASSERT_TRUE(IsValid(kept));
     }
+}
+
+TEST(Utf8Test, OneBadByteAnywhereMakesATextInvalid)
+{
+    for (std::size_t position = 0; position < 150; ++position)
+    {
+        for (const std::string filling : {"a", "\u00e9"})
+        {
+            std::string text;
+            while (text.size() < 150)
+            {
+                text += filling;
+            }
+            ASSERT_TRUE(IsValid(text));
+            text[position] = '\xFF';
+            ASSERT_FALSE(IsValid(text)) << position;
+        }
+    }
+    EXPECT_TRUE(IsValid(""));
 }
 
 TEST(Utf8Test, TheFirstCharacterThatIsNotAsciiMayStandAnywhere)

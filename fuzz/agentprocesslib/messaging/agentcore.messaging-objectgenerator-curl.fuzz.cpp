@@ -1,0 +1,17 @@
+// Any text as an answer with web tests; what has to hold is told in fuzz.testlists.hpp.
+
+#include "agentcore.messaging-objectgenerator.hpp"
+#include "fuzz.testlists.hpp"
+
+#include <cstddef>
+#include <cstdint>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    [[maybe_unused]] static const bool s_isQuiet = (Fuzz::BeQuiet(), true);
+    Fuzz::CheckTestList<AgentCore::Messaging::CurlTest>(
+        {reinterpret_cast<const char*>(data), size}, "/config/curl/", &AgentCore::Messaging::ProcessCurlConfigMessage);
+    return 0;
+}
