@@ -84,10 +84,6 @@ if(NOT VEL_SANITIZE)
 else()
     target_compile_options(vel_options INTERFACE ${vel_sanitizers} -fno-omit-frame-pointer)
     target_link_options(vel_options INTERFACE ${vel_sanitizers})
-    if(VEL_SANITIZE STREQUAL "address")
-        # The fuzzers of this build find their way by it.
-        target_compile_options(vel_options INTERFACE -fsanitize=fuzzer-no-link)
-    endif()
 endif()
 
 # Clang comes with a linker that is several times faster; the native GCC build takes what the system has.
