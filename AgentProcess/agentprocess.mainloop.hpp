@@ -14,7 +14,7 @@ namespace Agent::Process
 struct StateEntry
 {
     /// Logged at level info on entering; null where the function logs its own line or there is none.
-    const char* logLine;
+    const char* logLine = nullptr;
     std::function<void(LoopContext&)> function;
 };
 
