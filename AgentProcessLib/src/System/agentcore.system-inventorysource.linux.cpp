@@ -24,8 +24,6 @@
 #include "shared.system-procfile.linux.hpp"
 #include "shared.util-functions.hpp"
 
-#include <sys/stat.h>
-#include <sys/statvfs.h>
 #include <sys/utsname.h>
 
 namespace AgentCore::System
@@ -264,10 +262,7 @@ std::string FindDeviceFolder(const std::string& root, const Volume& volume)
     {
         return fmt::format("/sys/dev/block/{}:{}", volume.major, volume.minor);
     }
-    // A name of the device mapper is a link to the device's own.
-    std::error_code isNoLink;
-    const auto target = std::filesystem::read_symlink(root + volume.source, isNoLink);
-    return "/sys/class/block/" + (isNoLink ? std::filesystem::path(volume.source) : target).filename().string();
+    return "/sys/class/block/" + FindDeviceName(root, volume.source);
 }
 
 std::int32_t ReadMediaType(
@@ -286,39 +281,6 @@ std::int32_t ReadMediaType(
         return MediaType::Unknown;
     }
     return *isRemovable == 0 ? MediaType::Fixed : MediaType::Removable;
-}
-
-std::optional<VolumeRoom> AskForRoom(const std::string& mountPoint)
-{
-    struct stat status
-    {
-    };
-
-    // Single files are mounted into containers; that is no place of the disk.
-    if (::stat(mountPoint.c_str(), &status) != 0)
-    {
-        return std::nullopt;
-    }
-    if (!S_ISDIR(status.st_mode))
-    {
-        errno = ENOTDIR;
-        return std::nullopt;
-    }
-
-    struct statvfs room
-    {
-    };
-
-    if (::statvfs(mountPoint.c_str(), &room) != 0)
-    {
-        return std::nullopt;
-    }
-    if (room.f_blocks == 0)
-    {
-        errno = ENODATA;
-        return std::nullopt;
-    }
-    return VolumeRoom{std::uint64_t{room.f_blocks} * room.f_frsize, std::uint64_t{room.f_bavail} * room.f_frsize};
 }
 
 /// The volume as it is told of at the first of its mount points that can be asked.

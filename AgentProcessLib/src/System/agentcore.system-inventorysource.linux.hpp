@@ -1,22 +1,13 @@
 #pragma once
 
 #include "agentcore.system-inventorysource.hpp"
+#include "agentcore.system-volumes.linux.hpp"
 
-#include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 
 namespace AgentCore::System
 {
-
-/// Room of a mounted file system, in bytes.
-struct VolumeRoom
-{
-    std::uint64_t size = 0;
-    /// What users may still fill, without what is kept for root.
-    std::uint64_t free = 0;
-};
 
 /// The inventory of Linux.
 ///
@@ -36,8 +27,7 @@ struct VolumeRoom
 class LinuxInventorySource final : public InventorySource
 {
 public:
-    /// Asks for the room at a mount point; nothing, with the reason in errno, when there is none to be told.
-    using RoomQuery = std::function<std::optional<VolumeRoom>(const std::string& mountPoint)>;
+    using RoomQuery = AgentCore::System::RoomQuery;
 
     /// @param root the folder in which /proc, /sys, /etc and all mount points of the machine lie, such as one that was
     /// recorded; without a separator at its end.

@@ -1,9 +1,7 @@
 #include "shared.system-processes.hpp"
 
-#include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +12,7 @@
 #include "shared.exception-exceptions.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.raii-nativehandle.linux.hpp"
+#include "shared.system-processstat.hpp"
 #include "shared.system-procfile.linux.hpp"
 
 #include <dirent.h>
@@ -77,49 +76,9 @@ std::int64_t ProcessIdOf(int descriptor)
     return *id;
 }
 
-struct StatFields
+std::uint64_t TicksPerSecond()
 {
-    std::uint64_t userTicks;
-    std::uint64_t kernelTicks;
-    std::uint64_t startTicks;
-};
-
-std::optional<StatFields> ParseStat(std::string_view stat)
-{
-    // The second field is the program's name in parentheses, which may itself hold blanks and parentheses.
-    const auto nameEnd = stat.rfind(')');
-    if (nameEnd == std::string_view::npos)
-    {
-        return std::nullopt;
-    }
-    stat.remove_prefix(nameEnd + 1);
-    constexpr std::size_t userField = 14;
-    constexpr std::size_t kernelField = 15;
-    constexpr std::size_t startField = 22;
-    std::array<std::optional<std::uint64_t>, startField + 1> fields{};
-    for (std::size_t field = 3; field <= startField; ++field)
-    {
-        const auto start = stat.find_first_not_of(" \n");
-        if (start == std::string_view::npos)
-        {
-            return std::nullopt;
-        }
-        stat.remove_prefix(start);
-        const auto end = stat.find_first_of(" \n");
-        fields[field] = ParseNumber<std::uint64_t>(stat.substr(0, end));
-        stat.remove_prefix(end == std::string_view::npos ? stat.size() : end);
-    }
-    if (!fields[userField] || !fields[kernelField] || !fields[startField])
-    {
-        return std::nullopt;
-    }
-    return StatFields{*fields[userField], *fields[kernelField], *fields[startField]};
-}
-
-CpuTime FromTicks(std::uint64_t ticks)
-{
-    const auto ticksPerSecond = static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
-    return CpuTime{static_cast<std::int64_t>(ticks * (10'000'000U / ticksPerSecond))};
+    return static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
 }
 
 } // namespace
@@ -184,7 +143,7 @@ ProcessTime GetProcessTime(Raii::RawHandle processHandle)
     {
         FailTimes(Platform::LastError());
     }
-    const auto fields = ParseStat(*stat);
+    const auto fields = ParseProcessStat(*stat);
     // Another process may have had the id by then; only if the handle still says the same was it ours that was read.
     if (!fields || ProcessIdOf(descriptor) != id)
     {
@@ -198,9 +157,9 @@ ProcessTime GetProcessTime(Raii::RawHandle processHandle)
     }
 
     ProcessTime times;
-    times.kernel = FromTicks(fields->kernelTicks);
-    times.user = FromTicks(fields->userTicks);
-    times.created = Time::UtcTime{std::chrono::seconds{*bootSeconds} + FromTicks(fields->startTicks)};
+    times.kernel = FromTicks(fields->kernelTicks, TicksPerSecond());
+    times.user = FromTicks(fields->userTicks, TicksPerSecond());
+    times.created = Time::UtcTime{std::chrono::seconds{*bootSeconds} + FromTicks(fields->startTicks, TicksPerSecond())};
     return times;
 }
 
