@@ -21,7 +21,7 @@ struct Entry
 };
 
 /// Before errno: 109 is an errno too, but the agent never means that one.
-constexpr std::array<Entry, 12> AgentErrors = {{
+constexpr std::array<Entry, 17> AgentErrors = {{
     {Platform::ErrorCode::BrokenPipe, "The pipe has been ended."},
     {Platform::ErrorCode::PipeBusy, "All instances of the pipe are busy."},
     {Platform::ErrorCode::NoData, "The pipe is being closed."},
@@ -34,6 +34,11 @@ constexpr std::array<Entry, 12> AgentErrors = {{
     {Platform::ErrorCode::IoPending, "Overlapped I/O operation is in progress."},
     {Platform::ErrorCode::NotFound, "Element not found."},
     {Platform::ErrorCode::NoSystemResources, "There are not enough system resources to complete the operation."},
+    {Platform::ErrorCode::ResolutionCancelled, "The resolution of the name was cancelled."},
+    {Platform::ErrorCode::HostNotFound, "No such host is known."},
+    {Platform::ErrorCode::HostTryAgain, "No answer came from a server that knows the host."},
+    {Platform::ErrorCode::HostNoRecovery, "The answer to the question for a host makes no sense."},
+    {Platform::ErrorCode::HostNoData, "The host is known, but has no address of the wanted kind."},
 }};
 
 /// The statuses that an operation on a message pipe can end with, and those of ciphering.

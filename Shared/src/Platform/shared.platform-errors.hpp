@@ -23,6 +23,11 @@ inline constexpr std::uint32_t PipeListening = 536;
 inline constexpr std::uint32_t IoPending = 997;
 inline constexpr std::uint32_t NotFound = 1168;
 inline constexpr std::uint32_t NoSystemResources = 1450;
+inline constexpr std::uint32_t ResolutionCancelled = 10111;
+inline constexpr std::uint32_t HostNotFound = 11001;
+inline constexpr std::uint32_t HostTryAgain = 11002;
+inline constexpr std::uint32_t HostNoRecovery = 11003;
+inline constexpr std::uint32_t HostNoData = 11004;
 } // namespace ErrorCode
 
 /// Code of this thread's last failed system call: GetLastError() on Windows, errno on Linux. Read it at once, before
