@@ -1,0 +1,107 @@
+// Any text as what the path test tools print. What is read has the runner's facts, can be sent and received, and is what the
+// protobuf library alone makes of it; the same content in another writing gives the same.
+
+#include "agentcore.tests-mtrreport.hpp"
+#include "shared.exception-exceptions.hpp"
+#include "shared.json-rapidjsondocument.hpp"
+#include "shared.protobuf-functions.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+#include <google/protobuf/stubs/logging.h>
+#include <spdlog/spdlog.h>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+namespace
+{
+
+namespace Tests = AgentCore::Tests;
+using Shared::Exception::RuntimeException;
+
+const Tests::PathTestFacts& Facts()
+{
+    static const Tests::PathTestFacts s_facts{1'700'000'000, "object", "config", 3, VPN_GATEWAY};
+    return s_facts;
+}
+
+void Require(bool holds)
+{
+    if (!holds)
+    {
+        std::abort();
+    }
+}
+
+struct Surroundings
+{
+    Surroundings()
+    {
+        spdlog::set_level(spdlog::level::off);
+        google::protobuf::SetLogHandler(nullptr);
+    }
+};
+
+using Reading = MtrTestResult (*)(std::string_view, const Tests::PathTestFacts&);
+
+/// The message as bytes, or nothing.
+std::optional<std::string> Run(Reading read, const std::string& text)
+{
+    try
+    {
+        const MtrTestResult result = read(text, Facts());
+        Require(result.start_time() == 1'700'000'000 && result.network_object_uuid() == "object");
+        Require(result.mtr_config_uuid() == "config" && result.index() == 3 && result.server_type() == VPN_GATEWAY);
+        std::string bytes = result.SerializeAsString();
+        MtrTestResult received;
+        Require(received.ParseFromString(bytes) && received.SerializeAsString() == bytes);
+        return bytes;
+    }
+    catch (const RuntimeException&)
+    {
+        return std::nullopt;
+    }
+}
+
+/// What the library makes of it, with the runner's facts.
+std::optional<std::string> RunLibrary(const std::string& text)
+{
+    MtrTestResult result;
+    if (!Shared::Protobuf::TryParseJSON(text, result, Shared::Protobuf::UnknownFields::Ignore))
+    {
+        return std::nullopt;
+    }
+    result.set_start_time(1'700'000'000);
+    result.set_network_object_uuid("object");
+    result.set_mtr_config_uuid("config");
+    result.set_index(3);
+    result.set_server_type(VPN_GATEWAY);
+    return result.SerializeAsString();
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    static const Surroundings s_surroundings;
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    const auto bmtr = Run(&Tests::ReadBmtrReport, text);
+    Require(bmtr == RunLibrary(text));
+    const auto mtr = Run(&Tests::ReadMtrReport, text);
+    std::string again;
+    try
+    {
+        again = Shared::Json::RapidJsonDocument(text).GetJsonText();
+    }
+    catch (const RuntimeException&)
+    {
+        Require(!mtr);
+        return 0;
+    }
+    Require(mtr == Run(&Tests::ReadMtrReport, again));
+    return 0;
+}
