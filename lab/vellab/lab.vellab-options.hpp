@@ -18,6 +18,8 @@ struct Options
     /// The connector's executable; empty: the agent finds none, and unless a scenario says otherwise nobody is signed in,
     /// so that it looks for none.
     std::filesystem::path connector;
+    /// Where the laboratory's tools were built; empty: the agent finds none.
+    std::filesystem::path tools;
     /// What is played; empty: an agent that nothing happens to.
     std::filesystem::path scenario;
     /// Where everything of this run is kept; made if it is missing, and must be empty.

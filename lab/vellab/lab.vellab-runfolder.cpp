@@ -1,7 +1,9 @@
 #include "lab.vellab-runfolder.hpp"
 
+#include "lab.tools-systemprogram.hpp"
 #include "lab.vellab-surroundings.hpp"
 
+#include <array>
 #include <stdexcept>
 #include <system_error>
 
@@ -20,6 +22,20 @@ void Place(const fs::path& program, const fs::path& target)
     if (error)
     {
         fs::copy_file(program, target);
+    }
+}
+
+/// The tools that the agent starts out of its folder "bin". One of the system's is not ours to share a file with.
+void PlaceTools(const fs::path& built, const fs::path& bin)
+{
+    const std::array<std::string, 3> own = {ProgramName("tcping"), ProgramName("mtr"), BmtrProgram};
+    for (const std::string& tool : own)
+    {
+        Place(built / tool, bin / tool);
+    }
+    if (const fs::path curl = Tools::FindSystemProgram("curl"); !curl.empty())
+    {
+        fs::copy_file(curl, bin / curl.filename());
     }
 }
 
@@ -44,6 +60,10 @@ RunFolder LayOutRunFolder(const Options& options)
     if (!options.connector.empty())
     {
         Place(options.connector, folder.agent / ConnectorProgram);
+    }
+    if (!options.tools.empty())
+    {
+        PlaceTools(options.tools, folder.agent / "bin");
     }
     if (!options.scenario.empty())
     {

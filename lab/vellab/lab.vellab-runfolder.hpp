@@ -10,6 +10,9 @@ namespace Lab
 /// The file name of the connector's program, on both platforms: that by which the agent starts it.
 inline constexpr const char* ConnectorProgram = "VELPortalProcess.exe";
 
+/// That of the tool for the ways of TCP, on both platforms.
+inline constexpr const char* BmtrProgram = "bmtr.exe";
+
 /// Where the things of one run are.
 struct RunFolder
 {
@@ -22,9 +25,9 @@ struct RunFolder
     std::filesystem::path timeline;
 };
 
-/// Makes the folders and puts the programs in their places, as links to the built files where that is possible. Throws
-/// std::invalid_argument when the results folder holds something, std::filesystem::filesystem_error for a program that is
-/// not there.
+/// Makes the folders and puts the programs in their places, as links to the built files where that is possible. With tools,
+/// the system's curl is among them if it has one. Throws std::invalid_argument when the results folder holds something,
+/// std::filesystem::filesystem_error for a program that is not there.
 RunFolder LayOutRunFolder(const Options& options);
 
 } // namespace Lab

@@ -16,7 +16,8 @@ native=(
     protobuf-compiler libprotobuf-dev rapidjson-dev libfmt-dev libspdlog-dev libsqlite3-dev liblz4-dev
     dbus-daemon libsystemd-dev libssl-dev libc-ares-dev libmnl-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    curl iproute2 lz4 procps
+    curl mtr-tiny # the agent's own tools, in the laboratory
+    iproute2 lz4 procps fping iputils-ping
 )
 windows=(
     "${native[@]}"

@@ -21,6 +21,7 @@ TEST(OptionsTest, WhatIsNotGivenHasItsDefault)
     EXPECT_EQ(options.starts, 1U);
     EXPECT_TRUE(options.scenario.empty());
     EXPECT_TRUE(options.connector.empty());
+    EXPECT_TRUE(options.tools.empty());
     EXPECT_FALSE(options.isDurationGiven);
     EXPECT_FALSE(options.isServerGiven);
 }
@@ -34,9 +35,10 @@ TEST(OptionsTest, WhatAScenarioMayNotOverruleIsKnown)
 
 TEST(OptionsTest, AScenarioIsPlayedWithAConnectorAsOftenAsAskedFor)
 {
-    const Lab::Options options =
-        ParseOptions({"--agent=a", "--results=r", "--connector", "c", "--scenario=s.json", "--starts", "3", "--log"});
+    const Lab::Options options = ParseOptions(
+        {"--agent=a", "--results=r", "--connector", "c", "--tools=t", "--scenario=s.json", "--starts", "3", "--log"});
     EXPECT_EQ(options.connector, "c");
+    EXPECT_EQ(options.tools, "t");
     EXPECT_EQ(options.scenario, "s.json");
     EXPECT_EQ(options.starts, 3U);
     EXPECT_TRUE(options.wholeLog);

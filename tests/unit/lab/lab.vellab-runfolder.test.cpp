@@ -1,10 +1,12 @@
 #include "lab.vellab-runfolder.hpp"
 
+#include "lab.tools-systemprogram.hpp"
 #include "lab.vellab-surroundings.hpp"
 #include "test.support-temporaryfolder.hpp"
 
 #include <filesystem>
 #include <stdexcept>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -46,6 +48,34 @@ TEST_F(RunFolderTest, WithoutAConnectorThereIsNone)
 {
     const Lab::RunFolder folder = Lab::LayOutRunFolder(m_options);
     EXPECT_FALSE(fs::exists(folder.agent / "VELPortalProcess.exe"));
+}
+
+TEST_F(RunFolderTest, ToolsLieInBinBesideTheSystemsCurl)
+{
+    for (const std::string& tool : {Lab::ProgramName("tcping"), Lab::ProgramName("mtr"), std::string("bmtr.exe")})
+    {
+        TestSupport::WriteFile(m_folder.Path() / tool, tool);
+    }
+    m_options.tools = m_folder.Path();
+    const Lab::RunFolder folder = Lab::LayOutRunFolder(m_options);
+    for (const std::string& tool : {Lab::ProgramName("tcping"), Lab::ProgramName("mtr"), std::string("bmtr.exe")})
+    {
+        EXPECT_EQ(TestSupport::ReadFile(folder.agent / "bin" / tool), tool);
+    }
+    EXPECT_EQ(
+        fs::exists(folder.agent / "bin" / Lab::ProgramName("curl")), !Lab::Tools::FindSystemProgram("curl").empty());
+}
+
+TEST_F(RunFolderTest, WithoutToolsThereAreNone)
+{
+    const Lab::RunFolder folder = Lab::LayOutRunFolder(m_options);
+    EXPECT_TRUE(fs::is_empty(folder.agent / "bin"));
+}
+
+TEST_F(RunFolderTest, AToolThatIsNotThereIsAnError)
+{
+    m_options.tools = m_folder.Path();
+    EXPECT_THROW((void)Lab::LayOutRunFolder(m_options), fs::filesystem_error);
 }
 
 TEST_F(RunFolderTest, AFolderThatHoldsSomethingIsRefusedAndLeftAlone)
