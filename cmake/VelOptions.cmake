@@ -17,11 +17,12 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-# A second build of the same text costs a look-up. Said nowhere else, so that a plain `cmake` has it too.
+# A second build of the same text costs a look-up. Said nowhere else, so that a plain `cmake` has it too. What is slack
+# about precompiled headers is what their makers ask for: the text of what is precompiled counts.
 find_program(VEL_CCACHE ccache)
 mark_as_advanced(VEL_CCACHE)
 if(VEL_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${VEL_CCACHE}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros "${VEL_CCACHE}")
 endif()
 
 find_package(Threads REQUIRED)

@@ -7,12 +7,12 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# One LLVM for sanitizers, formatting and tidying. The default of the distribution (14) has no std::source_location, and
+# One LLVM for the debug build, sanitizers, formatting and tidying. The default of the distribution (14) has no std::source_location, and
 # later ones (19) refuse the header of the JSON library.
 LLVM=16
 
 native=(
-    build-essential g++ cmake ninja-build ccache pkg-config python3 git ca-certificates
+    build-essential g++ clang-$LLVM lld-$LLVM cmake ninja-build ccache pkg-config python3 git ca-certificates
     protobuf-compiler libprotobuf-dev rapidjson-dev libfmt-dev libspdlog-dev libsqlite3-dev liblz4-dev
     dbus-daemon libsystemd-dev libssl-dev libc-ares-dev libmnl-dev
     libgtest-dev libgmock-dev libbenchmark-dev
@@ -26,7 +26,7 @@ windows=(
 )
 all=(
     "${windows[@]}"
-    llvm-$LLVM clang-$LLVM clang-tidy-$LLVM clang-format-$LLVM lld-$LLVM libclang-rt-$LLVM-dev
+    llvm-$LLVM clang-tidy-$LLVM clang-format-$LLVM libclang-rt-$LLVM-dev
 )
 
 list=

@@ -128,7 +128,7 @@ struct RoundTrips
 /// "Minimum = (\d+\.\d+)ms, Maximum = (\d+\.\d+)ms, Average = (\d+\.\d+)ms"
 std::optional<RoundTrips> FindRoundTrips(std::string_view line)
 {
-    constexpr std::string_view First = "Minimum = ";
+    static constexpr std::string_view First = "Minimum = ";
     return FindFrom(
         line, First,
         [](std::string_view rest) -> std::optional<RoundTrips>
@@ -143,7 +143,7 @@ std::optional<RoundTrips> FindRoundTrips(std::string_view line)
 /// "Average = (\d+\.\d+)"
 std::optional<std::string_view> FindJitter(std::string_view line)
 {
-    constexpr std::string_view First = "Average = ";
+    static constexpr std::string_view First = "Average = ";
     return FindFrom(line, First, [](std::string_view rest) { return SkipFigure(rest, First); });
 }
 
