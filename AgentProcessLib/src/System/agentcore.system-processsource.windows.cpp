@@ -42,6 +42,15 @@ std::uint64_t ReadWorkingSet(HANDLE process)
     return counters.WorkingSetSize;
 }
 
+/// No more rights than are needed: whoever asks for more is refused more often. To read the path is documented to want the
+/// right to read memory too, which newer systems do without.
+Win32Handle OpenForReading(std::uint32_t processId)
+{
+    Win32Handle handle{::OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId)};
+    return handle.IsValid() ? std::move(handle)
+                            : Win32Handle{::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId)};
+}
+
 class WindowsProcess final : public KeptProcess
 {
 public:
@@ -68,8 +77,7 @@ public:
 
     std::optional<ProcessCapture> Capture(std::uint32_t processId) override
     {
-        // No more rights than are needed: whoever asks for more is refused more often.
-        Win32Handle handle{::OpenProcess(PROCESS_QUERY_INFORMATION, FALSE, processId)};
+        Win32Handle handle = OpenForReading(processId);
         if (!handle.IsValid())
         {
             return std::nullopt;

@@ -1,5 +1,5 @@
 // Any of the four test tools, by its name; what it does its target says, which is the last argument, and of bmtr.exe the
-// one before.
+// one before. Of a target that is a URL it is what stands behind the last slash.
 //   exit=N            prints "some words" and ends with the code N
 //   print=DIGITS      prints the bytes of these hexadecimal digits and ends
 //   print-N=DIGITS    the same, and ends with the code N
@@ -118,8 +118,10 @@ int Obey(std::string_view what, const std::string& with, const std::vector<std::
 
 int Run(const std::vector<std::string>& arguments)
 {
+    MakeOutputBinary();
     const bool isBmtr = arguments.front().ends_with("bmtr.exe");
-    const std::string target = arguments.at(arguments.size() - (isBmtr ? 2 : 1));
+    const std::string& whole = arguments.at(arguments.size() - (isBmtr ? 2 : 1));
+    const std::string target = whole.substr(whole.rfind('/') + 1);
     const std::size_t separator = target.find('=');
     const std::string with = separator == std::string::npos ? std::string() : target.substr(separator + 1);
     return Obey(std::string_view(target).substr(0, separator), with, arguments);

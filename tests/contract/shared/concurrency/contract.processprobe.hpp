@@ -30,6 +30,8 @@ enum class Descendant
 
 /// Starts this program with --hang, and without our output; its process id.
 std::uint32_t StartSelf(Descendant descendant);
+/// From now on standard output gets the bytes as they are printed.
+void MakeOutputBinary();
 /// From now on a break is noted, or not heeded at all.
 void HandleBreak(bool isHeeded);
 /// Until a break has been noted.

@@ -236,6 +236,10 @@ std::uint32_t StartSelf(Descendant descendant)
     return static_cast<std::uint32_t>(process);
 }
 
+void MakeOutputBinary()
+{
+}
+
 void HandleBreak(bool isHeeded)
 {
     struct sigaction action = {};

@@ -1,5 +1,8 @@
 #include "contract.processprobe.hpp"
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <array>
 #include <cstddef>
 #include <stdexcept>
@@ -194,6 +197,11 @@ std::uint32_t StartSelf(Descendant descendant)
     ::CloseHandle(information.hThread);
     ::CloseHandle(information.hProcess);
     return information.dwProcessId;
+}
+
+void MakeOutputBinary()
+{
+    (void)::_setmode(::_fileno(stdout), _O_BINARY);
 }
 
 void HandleBreak(bool isHeeded)

@@ -131,6 +131,9 @@ TEST_F(TwoProcessesTest, AClientThatIsKilledEndsAWriteThatWaits)
 TEST_F(TwoProcessesTest, TheClientSeesTheEndOfItsServer)
 {
     Start("--echo");
+    // It has come through its own connecting when it answers.
+    EXPECT_TRUE(Send(m_server, MakeMessage(1)));
+    EXPECT_EQ(Receive(m_server), MakeMessage(1));
     m_server.Close();
     EXPECT_EQ(m_child->Wait(), 0);
 }
