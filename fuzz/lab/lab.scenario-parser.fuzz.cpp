@@ -1,12 +1,12 @@
 // Any text as a scenario: it is read, or refused with an explanation that is neither empty nor endless; and what was read
 // keeps the limits that its keys have.
 
+#include "fuzz.require.hpp"
 #include "lab.scenario-catalogue.hpp"
 #include "lab.scenario-parser.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -15,13 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 void CheckScenario(const Lab::Scenario& scenario)
 {

@@ -1,11 +1,11 @@
 // Any text as the output of Debian's mtr: it is refused, or read; and what was read is, with all options applied, JSON that
 // the agent's message takes.
 
+#include "fuzz.require.hpp"
 #include "lab.tools-mtr.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -19,13 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 void CheckHops(const Lab::Tools::Path& path)
 {

@@ -1,12 +1,12 @@
 // Any bytes as a packet that has arrived, behind one byte that says of which kind the probes are. What is taken for an answer
 // is one: whoever it says has sent it, and the probe of its number, quoted as a router would, is recognised as that probe.
 
+#include "fuzz.require.hpp"
 #include "lab.tools-probepackets.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <vector>
 
@@ -15,17 +15,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using Lab::Tools::Flow;
 using Lab::Tools::ProbeKind;
 using Lab::Tools::ProbeReply;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 Flow MakeFlow(std::uint8_t kind)
 {

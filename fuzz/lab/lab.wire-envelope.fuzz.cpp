@@ -1,11 +1,11 @@
 // Any bytes as an envelope: both readings of the schema, the laboratory's and the generated classes', say the same of them,
 // and a good one comes back from its encoding.
 
+#include "fuzz.require.hpp"
 #include "lab.wire-envelope.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,13 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 std::optional<Lab::Wire::Envelope> Decode(std::string_view bytes)
 {

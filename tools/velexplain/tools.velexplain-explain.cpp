@@ -16,6 +16,7 @@
 #include "agentcore.messaging-objectgenerator.hpp"
 #include "agentcore.messaging-testselection.hpp"
 #include "shared.json-rapidjsondocument.hpp"
+#include "shared.log-memorylog.hpp"
 #include "shared.protobuf-functions.hpp"
 #include "shared.util-utf8.hpp"
 #include "tools.shared-jsonwriter.hpp"
@@ -31,6 +32,7 @@ using namespace AgentCore::Messaging;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
 using Shared::Json::RapidJsonMembers;
+using Shared::Log::MemoryLog;
 
 /// In the place of a missing answer.
 constexpr const char* EmptyAnswer = R"({"success":true,"values":{}})";
@@ -198,6 +200,12 @@ private:
         return m_report.subject;
     }
 
+    SelectionSubject GetSelectionSubject() const
+    {
+        const auto& subject = m_report.subject;
+        return {m_tests, m_userGroups, subject.tags, subject.agentUuid, subject.username};
+    }
+
     /// Everything but the tests themselves.
     void ReadSurroundings()
     {
@@ -262,10 +270,10 @@ private:
     }
 
     /// Of a list that the agent took over there is a line at its end.
-    static std::string FindClosing(const std::vector<LogLine>& log)
+    static std::string FindClosing(const std::vector<MemoryLog::Line>& log)
     {
-        const auto found =
-            std::find_if(log.begin(), log.end(), [](const LogLine& line) { return line.text.starts_with("Cached "); });
+        const auto found = std::find_if(
+            log.begin(), log.end(), [](const MemoryLog::Line& line) { return line.text.starts_with("Cached "); });
         return found == log.end() ? std::string{} : found->text;
     }
 
@@ -282,12 +290,8 @@ private:
         };
         const auto process = [&](auto function, auto list)
         {
-            text = Read(
-                row.request,
-                [&](const std::string& payload) {
-                    function(
-                        payload, list, m_tests, Subject().agentUuid, Subject().tags, m_userGroups, Subject().username);
-                });
+            text =
+                Read(row.request, [&](const std::string& payload) { function(payload, list, GetSelectionSubject()); });
             take(list);
         };
         switch (row.kind)
@@ -323,8 +327,7 @@ private:
     std::vector<TestReport> JudgeAll(const TestKindRow& row, const std::string& text) const
     {
         std::vector<TestReport> judged;
-        const auto& subject = m_report.subject;
-        const TestSelection selection({m_tests, m_userGroups, subject.tags, subject.agentUuid, subject.username});
+        const TestSelection selection(GetSelectionSubject());
         const RapidJsonDocument answer(text);
         const auto owners = GetOwners(answer);
         const auto* const request = std::find_if(
@@ -369,7 +372,8 @@ private:
 
     const Answers& e_answers;
     const Options& e_options;
-    AgentLog m_log;
+    /// Takes what the agent's code says.
+    MemoryLog m_log{Shared::Log::Level::Debug};
     Report m_report;
     std::vector<NetworkObject> m_networkObjects;
     /// By UUID; of several the first.

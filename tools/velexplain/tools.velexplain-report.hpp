@@ -2,7 +2,7 @@
 
 #include "agentcore.messaging-configobjects.hpp"
 #include "agentcore.messaging-testselection.hpp"
-#include "tools.velexplain-agentlog.hpp"
+#include "shared.log-memorylog.hpp"
 #include "tools.velexplain-requests.hpp"
 
 #include <cstddef>
@@ -33,7 +33,7 @@ struct AnswerReport
     Request request = Request::NetworkObjects;
     /// Empty when there is none; the agent has then been given an empty answer.
     std::string source;
-    std::vector<LogLine> log;
+    std::vector<Shared::Log::MemoryLog::Line> log;
     /// Why the agent cannot use it; empty when it can.
     std::string problem;
     /// Whether the server says in it that it could not answer.

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "agentcore.messaging-configobjects.hpp"
+#include "agentcore.messaging-testselection.hpp"
 
 #include <string_view>
 #include <vector>
-
-#include <user_groups.pb.h>
 
 /// Turns the server's answers with configuration into the records that the agent acts on.
 ///
@@ -30,42 +29,14 @@ void ProcessTestsConfigMessage(std::string_view payload, std::string_view agentU
 /// The entries of this agent.
 void ProcessTagConfigMessage(std::string_view payload, std::vector<Tag>& tags, std::string_view agentUuid);
 
-/// The tests that are meant for this agent and user and that `tests` knows, in the order in which they are to run.
-void ProcessMtrConfigMessage(
-    std::string_view payload,
-    std::vector<MtrTest>& mtrTests,
-    const TestMap& tests,
-    std::string_view agentUuid,
-    const std::vector<Tag>& tags,
-    const UserGroups& userGroups,
-    std::string_view username);
+/// The tests that are meant for the subject and that its map of tests knows, in the order in which they are to run.
+void ProcessMtrConfigMessage(std::string_view payload, std::vector<MtrTest>& mtrTests, const SelectionSubject& subject);
 
 /// As ProcessMtrConfigMessage(); the two kinds share their shape, the name of the inner object included.
-void ProcessEteConfigMessage(
-    std::string_view payload,
-    std::vector<MtrTest>& eteTests,
-    const TestMap& tests,
-    std::string_view agentUuid,
-    const std::vector<Tag>& tags,
-    const UserGroups& userGroups,
-    std::string_view username);
+void ProcessEteConfigMessage(std::string_view payload, std::vector<MtrTest>& eteTests, const SelectionSubject& subject);
 
 /// As ProcessMtrConfigMessage().
 void ProcessCurlConfigMessage(
-    std::string_view payload,
-    std::vector<CurlTest>& curlTests,
-    const TestMap& tests,
-    std::string_view agentUuid,
-    const std::vector<Tag>& tags,
-    const UserGroups& userGroups,
-    std::string_view username);
-
-/// One for each address of each end-to-end test: in the order of the tests, and for each the domains of its network object
-/// before the IP addresses. A test whose network object is not there has none. Of objects with the same UUID the first counts.
-/// Addresses that would take the whole beyond 128 MB are left out, with one warning in the log.
-std::vector<TestConfiguration> BuildTestConfigurations(
-    const std::vector<MtrTest>& eteTests,
-    const std::vector<CurlTest>& curlTests,
-    const std::vector<NetworkObject>& networkObjects);
+    std::string_view payload, std::vector<CurlTest>& curlTests, const SelectionSubject& subject);
 
 } // namespace AgentCore::Messaging

@@ -4,6 +4,7 @@
 #include "agentcore.messaging-objectgenerator.hpp"
 #include "agentcore.messaging-pollresponse.hpp"
 #include "agentcore.messaging-responsehelper.hpp"
+#include "agentcore.messaging-testconfigurations.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
@@ -39,17 +40,32 @@ struct ConfigStep
     RuntimeState next;
 };
 
-/// Whom the tests are selected for, in the texts of the server.
-struct Subject
+/// By which the server names this agent.
+std::string GetAgentUuid(const AppState& appState)
 {
-    std::string agentUuid;
-    std::string username;
-};
-
-Subject GetSubject(const AppState& appState)
-{
-    return {ConvertStringType(appState.settings.agentUuid), ConvertStringType(appState.username)};
+    return ConvertStringType(appState.settings.agentUuid);
 }
+
+/// Whom the tests are selected for, in the texts of the server.
+class Subject
+{
+public:
+    explicit Subject(const AppState& appState)
+        : e_appState(appState), m_agentUuid(GetAgentUuid(appState)), m_username(ConvertStringType(appState.username))
+    {
+    }
+
+    /// Valid as long as this and the state.
+    Messaging::SelectionSubject View() const
+    {
+        return {e_appState.tests, e_appState.userGroups, e_appState.tags, m_agentUuid, m_username};
+    }
+
+private:
+    const AppState& e_appState;
+    std::string m_agentUuid;
+    std::string m_username;
+};
 
 void StoreNetworkObjects(const std::string& payload, AppState& appState)
 {
@@ -58,36 +74,27 @@ void StoreNetworkObjects(const std::string& payload, AppState& appState)
 
 void StoreTests(const std::string& payload, AppState& appState)
 {
-    Messaging::ProcessTestsConfigMessage(payload, GetSubject(appState).agentUuid, appState.tests);
+    Messaging::ProcessTestsConfigMessage(payload, GetAgentUuid(appState), appState.tests);
 }
 
 void StoreTags(const std::string& payload, AppState& appState)
 {
-    Messaging::ProcessTagConfigMessage(payload, appState.tags, GetSubject(appState).agentUuid);
+    Messaging::ProcessTagConfigMessage(payload, appState.tags, GetAgentUuid(appState));
 }
 
 void StoreMtrTests(const std::string& payload, AppState& appState)
 {
-    const Subject subject = GetSubject(appState);
-    Messaging::ProcessMtrConfigMessage(
-        payload, appState.mtrTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
-        subject.username);
+    Messaging::ProcessMtrConfigMessage(payload, appState.mtrTests, Subject(appState).View());
 }
 
 void StoreCurlTests(const std::string& payload, AppState& appState)
 {
-    const Subject subject = GetSubject(appState);
-    Messaging::ProcessCurlConfigMessage(
-        payload, appState.curlTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
-        subject.username);
+    Messaging::ProcessCurlConfigMessage(payload, appState.curlTests, Subject(appState).View());
 }
 
 void StoreEteTests(const std::string& payload, AppState& appState)
 {
-    const Subject subject = GetSubject(appState);
-    Messaging::ProcessEteConfigMessage(
-        payload, appState.eteTests, appState.tests, subject.agentUuid, appState.tags, appState.userGroups,
-        subject.username);
+    Messaging::ProcessEteConfigMessage(payload, appState.eteTests, Subject(appState).View());
     appState.testConfigurations =
         Messaging::BuildTestConfigurations(appState.eteTests, appState.curlTests, appState.networkObjects);
 }
@@ -95,14 +102,14 @@ void StoreEteTests(const std::string& payload, AppState& appState)
 void StoreInstanceAgent(const std::string& payload, AppState& appState)
 {
     Messaging::ProcessInstanceAgentConfigMessage(
-        payload, appState.instanceAgentConfig, appState.instanceConfigVersion, GetSubject(appState).agentUuid);
+        payload, appState.instanceAgentConfig, appState.instanceConfigVersion, GetAgentUuid(appState));
 }
 
 void StoreAccountAgent(const std::string& payload, AppState& appState)
 {
     Messaging::ProcessAccountAgentConfigMessage(
         payload, appState.accountAgentConfig, appState.selfServiceConfig, appState.accountConfigVersion,
-        GetSubject(appState).agentUuid);
+        GetAgentUuid(appState));
 }
 
 /// In the order in which an answer's sequence number is compared.

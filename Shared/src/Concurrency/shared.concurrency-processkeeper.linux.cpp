@@ -1,6 +1,10 @@
 #include "shared.concurrency-processkeeper.linux.hpp"
 
+#include "shared.concurrency-processlaunch.linux.hpp"
+#include "shared.concurrency-processpackets.linux.hpp"
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -12,7 +16,6 @@
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,9 +33,6 @@ namespace
 
 /// Of the keeper; all lower ones are standard streams that lead nowhere.
 constexpr int ControlDescriptor = 3;
-
-/// Exit code of a process that has not got as far as its program.
-constexpr int NeverStarted = 127;
 
 constexpr std::uint64_t Nobodys = 0;
 
@@ -75,84 +75,6 @@ private:
     std::size_t m_count = 0;
 };
 
-/// The descriptors of one packet; those that nobody has taken are closed.
-class Descriptors
-{
-public:
-    Descriptors() noexcept = default;
-    Descriptors(const Descriptors&) = delete;
-    Descriptors& operator=(const Descriptors&) = delete;
-
-    ~Descriptors()
-    {
-        for (std::size_t i = m_next; i < m_count; ++i)
-        {
-            ::close(m_items[i]);
-        }
-        CloseLent();
-    }
-
-    void CloseLent() noexcept
-    {
-        for (std::size_t i = 0; i < m_lentCount; ++i)
-        {
-            ::close(m_lent[i]);
-        }
-        m_lentCount = 0;
-    }
-
-    void Add(int descriptor) noexcept
-    {
-        m_items[m_count++] = descriptor;
-    }
-
-    bool IsFull() const noexcept
-    {
-        return m_count == MostDescriptors;
-    }
-
-    /// There was no room in this process for all of them.
-    void CutOff() noexcept
-    {
-        m_areCutOff = true;
-    }
-
-    bool AreCutOff() const noexcept
-    {
-        return m_areCutOff;
-    }
-
-    /// The next one, for good; -1 when there is none.
-    int Take() noexcept
-    {
-        return m_next < m_count ? m_items[m_next++] : -1;
-    }
-
-    /// The next one, until this object ends; -1 when there is none.
-    int Borrow() noexcept
-    {
-        const int descriptor = Take();
-        if (descriptor >= 0)
-        {
-            m_lent[m_lentCount++] = descriptor;
-        }
-        return descriptor;
-    }
-
-    std::size_t Left() const noexcept
-    {
-        return m_count - m_next;
-    }
-
-private:
-    std::array<int, MostDescriptors> m_items{};
-    std::size_t m_count = 0;
-    std::size_t m_next = 0;
-    std::array<int, MostDescriptors> m_lent{};
-    std::size_t m_lentCount = 0;
-    bool m_areCutOff = false;
-};
-
 struct Child
 {
     std::uint64_t id = Nobodys;
@@ -176,152 +98,10 @@ struct JobLine
     std::uint64_t child = Nobodys;
 };
 
-/// What a new process needs to become its program.
-struct Launch
-{
-    const StartRequest* request = nullptr;
-    const char* program = nullptr;
-    const char* folder = nullptr;
-    char** arguments = nullptr;
-    char** environment = nullptr;
-    int input = -1;
-    int output = -1;
-    int errors = -1;
-    int ruleset = -1;
-    std::array<int, MostInherited> inherited{};
-    int failurePipe = -1;
-    /// Set by the new process, before anything else, in the memory that it shares with the keeper.
-    volatile bool* hasBegun = nullptr;
-    pid_t keeper = 0;
-};
-
-struct Failure
-{
-    StartStep step = StartStep::Request;
-    int error = 0;
-};
-
-/// One of several places at which an errno is at hand.
-bool Holds(bool condition, int& error) noexcept
-{
-    error = condition ? 0 : errno;
-    return condition;
-}
-
-/// In the new process: puts every descriptor where the program expects it. All others are closed by exec.
-int ArrangeDescriptors(Launch& launch) noexcept
-{
-    const std::span<const std::int32_t> targets = {launch.request->inherited.data(), launch.request->inheritedCount};
-    int error = 0;
-    if (!targets.empty())
-    {
-        // First out of the way of each other's numbers.
-        const int free = *std::max_element(targets.begin(), targets.end()) + 1;
-        const auto move = [free, &error](int& descriptor) noexcept
-        {
-            const int moved = descriptor < 0 ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, free);
-            const bool isDone = Holds(descriptor < 0 || moved >= 0, error);
-            descriptor = isDone ? moved : descriptor;
-            return isDone;
-        };
-        const std::span<int> inherited = {launch.inherited.data(), targets.size()};
-        if (!move(launch.failurePipe) || !move(launch.ruleset) || !move(launch.input) || !move(launch.output) ||
-            !move(launch.errors) || !std::all_of(inherited.begin(), inherited.end(), move))
-        {
-            return error;
-        }
-    }
-    bool areDone = ::dup2(launch.input, STDIN_FILENO) >= 0 && ::dup2(launch.output, STDOUT_FILENO) >= 0 &&
-        ::dup2(launch.errors, STDERR_FILENO) >= 0;
-    for (std::size_t i = 0; areDone && i < targets.size(); ++i)
-    {
-        areDone = ::dup2(launch.inherited[i], targets[i]) >= 0;
-    }
-    (void)Holds(areDone, error);
-    return error;
-}
-
-[[noreturn]] void Fail(const Launch& launch, StartStep step, int error) noexcept
-{
-    const Failure failure = {step, error};
-    (void)!::write(launch.failurePipe, &failure, sizeof failure);
-    ::_exit(NeverStarted);
-}
-
-/// In the new process, which still has the keeper's memory: only system calls, and nothing but its own variables
-/// changed.
-[[noreturn]] void BecomeProgram(Launch launch) noexcept
-{
-    *launch.hasBegun = true;
-    ::setsid();
-    if (const int error = ArrangeDescriptors(launch); error != 0)
-    {
-        Fail(launch, StartStep::Descriptors, error);
-    }
-    if (::chdir(launch.folder) != 0)
-    {
-        Fail(launch, StartStep::Directory, errno);
-    }
-    if (const int error = Security::TakeOn(launch.request->identity, launch.ruleset); error != 0)
-    {
-        Fail(launch, StartStep::Identity, error);
-    }
-    // After the change of user, which would forget it. The keeper has one thread, so it means the keeper's end.
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL, 0, 0, 0);
-    if (::getppid() != launch.keeper)
-    {
-        ::_exit(NeverStarted);
-    }
-    ::prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
-    sigset_t none;
-    ::sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::execve(launch.program, launch.arguments, launch.environment);
-    Fail(launch, StartStep::Program, errno);
-}
-
-pid_t Split(const Launch& launch) noexcept
-{
-    // The keeper stands still until the new process has its program, and its memory is not copied for that moment.
-    const pid_t process = ::vfork();
-    if (process == 0)
-    {
-        BecomeProgram(launch);
-    }
-    return process;
-}
-
 std::uint32_t ToExitCode(int status) noexcept
 {
     constexpr int SignalBase = 128;
     return static_cast<std::uint32_t>(WIFSIGNALED(status) ? SignalBase + WTERMSIG(status) : WEXITSTATUS(status));
-}
-
-/// @param descriptor sent along, or -1.
-bool Answer(int channel, const Reply& reply, int descriptor) noexcept
-{
-    Reply content = reply;
-    iovec text = {&content, sizeof content};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
-    msghdr message = {};
-    message.msg_iov = &text;
-    message.msg_iovlen = 1;
-    if (descriptor >= 0)
-    {
-        message.msg_control = control.data();
-        message.msg_controllen = control.size();
-        cmsghdr* const header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof descriptor);
-        std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-    }
-    return ::sendmsg(channel, &message, MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(sizeof content);
-}
-
-void AnswerFailure(int channel, StartStep step, int error) noexcept
-{
-    (void)Answer(channel, {ReplyKind::Failed, static_cast<std::uint32_t>(error), step}, -1);
 }
 
 /// Calls `visit` with each child of this process, ended ones among them. @param list the kernel's file of them. False
@@ -462,7 +242,7 @@ private:
     void ReceiveRequest() noexcept
     {
         Descriptors descriptors;
-        const ssize_t size = ReceivePacket(descriptors);
+        const ssize_t size = ReceivePacket(ControlDescriptor, m_packet, descriptors);
         if (size == 0 || (size < 0 && errno != EINTR && errno != EAGAIN))
         {
             EndEverything();
@@ -485,37 +265,6 @@ private:
             AddJobLine(header.child, descriptors.Take());
             break;
         }
-    }
-
-    ssize_t ReceivePacket(Descriptors& descriptors) noexcept
-    {
-        iovec text = {m_packet.data(), m_packet.size()};
-        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int) * MostDescriptors)> control{};
-        msghdr message = {};
-        message.msg_iov = &text;
-        message.msg_iovlen = 1;
-        message.msg_control = control.data();
-        message.msg_controllen = control.size();
-        const ssize_t size = ::recvmsg(ControlDescriptor, &message, MSG_CMSG_CLOEXEC | MSG_DONTWAIT);
-        if (size < 0)
-        {
-            return size;
-        }
-        for (cmsghdr* header = CMSG_FIRSTHDR(&message); header != nullptr; header = CMSG_NXTHDR(&message, header))
-        {
-            const std::size_t count = (header->cmsg_len - CMSG_LEN(0)) / sizeof(int);
-            for (std::size_t i = 0; header->cmsg_type == SCM_RIGHTS && i < count && !descriptors.IsFull(); ++i)
-            {
-                int descriptor = -1;
-                std::memcpy(&descriptor, CMSG_DATA(header) + i * sizeof descriptor, sizeof descriptor);
-                descriptors.Add(descriptor);
-            }
-        }
-        if ((message.msg_flags & MSG_CTRUNC) != 0)
-        {
-            descriptors.CutOff();
-        }
-        return size;
     }
 
     void StartChild(std::size_t size, Descriptors& descriptors) noexcept
@@ -635,47 +384,13 @@ private:
     /// On success the child is known and its first answer given.
     Failure StartProgram(Launch& launch, Descriptors& descriptors, int channel) noexcept
     {
-        std::array<int, 2> failurePipe{};
-        if (::pipe2(failurePipe.data(), O_CLOEXEC | O_NONBLOCK) != 0)
-        {
-            return {StartStep::Request, errno};
-        }
-        volatile bool hasBegun = false;
-        launch.hasBegun = &hasBegun;
-        launch.failurePipe = failurePipe[1];
         launch.keeper = m_self;
-        const pid_t process = Split(launch);
-        Failure failure = {StartStep::Request, errno};
-        ::close(failurePipe[1]);
-        // Before anybody hears of the child: whoever then waits for the end of its output must not find us holding it.
-        descriptors.CloseLent();
-        if (process > 0 && !ReadFailure(failurePipe[0], hasBegun, failure))
+        const Launched launched = LaunchProgram(launch, descriptors);
+        if (launched.process > 0)
         {
-            Introduce(*launch.request, process, channel);
-            failure = {};
+            Introduce(*launch.request, launched.process, channel);
         }
-        else if (process > 0)
-        {
-            ::waitpid(process, nullptr, 0);
-        }
-        ::close(failurePipe[0]);
-        return failure;
-    }
-
-    /// What a new process says before it ends; nothing once it has its program. @param isOver whether it has been seen
-    /// to have come to the one or the other.
-    static bool ReadFailure(int pipe, bool isOver, Failure& failure) noexcept
-    {
-        if (!isOver)
-        {
-            // What was to share our memory until then got a copy, as tools that watch programs have it: exec closes the
-            // pipe.
-            pollfd entry = {pipe, POLLIN, 0};
-            while (::poll(&entry, 1, -1) < 0 && errno == EINTR)
-            {
-            }
-        }
-        return ::read(pipe, &failure, sizeof failure) == static_cast<ssize_t>(sizeof failure);
+        return launched.failure;
     }
 
     /// Makes the child known, here and to whoever asked for it.

@@ -1,6 +1,7 @@
 #include "shared.concurrency-processlink.linux.hpp"
 
 #include "shared.concurrency-processkeeper.linux.hpp"
+#include "shared.concurrency-processpackets.linux.hpp"
 #include "shared.log-functions.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.raii-nativehandle.linux.hpp"

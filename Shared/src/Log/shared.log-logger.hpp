@@ -9,8 +9,8 @@ namespace spdlog // NOLINT(readability-identifier-naming): the name is the libra
 class logger;
 } // namespace spdlog
 
-/// The process-wide accessor of the default logger, for the files of this folder, tests, and programs that show what the
-/// agent would log: everybody else writes by shared.log-functions.hpp.
+/// The process-wide accessor of the default logger, for the files of this folder and tests: everybody else writes by
+/// shared.log-functions.hpp.
 namespace Shared::Log::Detail
 {
 

@@ -69,7 +69,7 @@ public:
     void TakeIn(std::string_view payload, std::vector<AgentCore::Messaging::MtrTest>& list) const
     {
         AgentCore::Messaging::ProcessMtrConfigMessage(
-            payload, list, m_tests, Uuid(2'000'000'000), m_tags, m_userGroups, "CORP\\user000000");
+            payload, list, {m_tests, m_userGroups, m_tags, Uuid(2'000'000'000), "CORP\\user000000"});
     }
 
 private:

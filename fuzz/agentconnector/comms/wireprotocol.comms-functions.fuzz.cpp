@@ -4,32 +4,24 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <google/protobuf/stubs/logging.h>
 #include <lz4frame.h>
 
+#include "fuzz.require.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "wireprotocol.comms-functions.hpp"
-
-#include <spdlog/spdlog.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 std::vector<std::uint8_t> ToBytes(std::string_view text)
 {
@@ -92,9 +84,7 @@ void CheckOutbound(std::string_view payload)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    // Each message would be a line of the log.
-    spdlog::set_level(spdlog::level::off);
-    static const google::protobuf::LogSilencer s_silence;
+    static const Fuzz::Silence s_silence;
     const std::string text(reinterpret_cast<const char*>(data), size);
     CheckInbound(ToBytes(text));
     CheckOutbound(text);

@@ -5,28 +5,21 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "agentcore.system-dmitable.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::System::Dmi;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 void CheckEntryPoint(std::string_view bytes)
 {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <set>
 #include <string>
 #include <string_view>
@@ -11,21 +10,15 @@
 #include <vector>
 
 #include "agentcore.system-mounts.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 bool IsMounted(const std::vector<Mount>& mounts, const Volume& volume, const std::string& mountPoint)
 {

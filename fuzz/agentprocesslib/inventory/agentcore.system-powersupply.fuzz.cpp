@@ -3,27 +3,20 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 #include <vector>
 
 #include "agentcore.system-powersupply.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::System;
 using Status = PowerStatusRecord;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::string_view TakeText(std::string_view& bytes)
 {

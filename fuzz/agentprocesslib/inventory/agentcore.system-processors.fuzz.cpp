@@ -4,28 +4,21 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <string_view>
 #include <vector>
 
 #include "agentcore.system-processors.hpp"
 #include "agentcore.system-texts.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// Each logical processor is in one socket, and each core has at least one.
 void CheckProcessors(const std::vector<ProcessorRecord>& records, std::size_t logicalProcessors)

@@ -3,28 +3,21 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "agentcore.system-hostname.hpp"
 #include "agentcore.system-memoryinfo.hpp"
 #include "agentcore.system-texts.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::string_view TakeText(std::string_view& bytes)
 {

@@ -3,23 +3,22 @@
 // the same content, read again or in another writing, gives the same; what is refused changes nothing.
 
 #include "agentcore.messaging-agentconfig.hpp"
+#include "fuzz.require.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.exception-exceptions.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <google/protobuf/stubs/logging.h>
-#include <spdlog/spdlog.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using Shared::Exception::RuntimeException;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
@@ -29,23 +28,6 @@ namespace Messaging = AgentCore::Messaging;
 /// With all that a pointer must escape.
 constexpr const char* Uuid = "a/~b";
 constexpr std::uint64_t OldVersion = 41;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
-
-struct Surroundings
-{
-    Surroundings()
-    {
-        spdlog::set_level(spdlog::level::off);
-        google::protobuf::SetLogHandler(nullptr);
-    }
-};
 
 /// Everything that the agent keeps of such texts; it starts with something in each.
 struct Kept
@@ -204,7 +186,7 @@ std::optional<std::string> GroupsOf(const std::string& text)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const Surroundings s_surroundings;
+    static const Fuzz::Silence s_silence;
     const std::string text(reinterpret_cast<const char*>(data), size);
     CheckConfig(text);
     Require(GroupsOf(text) == GroupsOf(text));

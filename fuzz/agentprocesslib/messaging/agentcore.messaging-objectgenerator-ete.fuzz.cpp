@@ -1,6 +1,7 @@
 // Any text as an answer with end-to-end tests; what has to hold is told in fuzz.testlists.hpp.
 
 #include "agentcore.messaging-objectgenerator.hpp"
+#include "fuzz.silence.hpp"
 #include "fuzz.testlists.hpp"
 
 #include <cstddef>
@@ -10,7 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    [[maybe_unused]] static const bool s_isQuiet = (Fuzz::BeQuiet(), true);
+    static const Fuzz::Silence s_silence;
     Fuzz::CheckTestList<AgentCore::Messaging::MtrTest>(
         {reinterpret_cast<const char*>(data), size}, "/config/ete/", &AgentCore::Messaging::ProcessEteConfigMessage);
     return 0;

@@ -2,7 +2,9 @@
 // and none twice. Then the addresses of tests that name these objects: as many as a count by plain loops.
 
 #include "agentcore.messaging-objectgenerator.hpp"
+#include "agentcore.messaging-testconfigurations.hpp"
 #include "fuzz.configurationanswers.hpp"
+#include "fuzz.silence.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -76,7 +78,7 @@ void CheckConfigurations(const std::vector<NetworkObject>& objects)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    [[maybe_unused]] static const bool s_isQuiet = (BeQuiet(), true);
+    static const Fuzz::Silence s_silence;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto objects = Run<std::vector<NetworkObject>>(
         text, std::vector<NetworkObject>(2), &AgentCore::Messaging::ProcessNetworkObjectConfigMessage);

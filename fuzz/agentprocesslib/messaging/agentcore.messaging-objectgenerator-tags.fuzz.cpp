@@ -2,6 +2,7 @@
 
 #include "agentcore.messaging-objectgenerator.hpp"
 #include "fuzz.configurationanswers.hpp"
+#include "fuzz.silence.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -31,7 +32,7 @@ std::vector<Tag> ReadSlowly(const RapidJsonDocument& answer)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    [[maybe_unused]] static const bool s_isQuiet = (BeQuiet(), true);
+    static const Fuzz::Silence s_silence;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto tags = Run<std::vector<Tag>>(
         text, std::vector<Tag>(2),

@@ -3,6 +3,7 @@
 
 #include "agentcore.messaging-objectgenerator.hpp"
 #include "fuzz.configurationanswers.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.protobuf-functions.hpp"
 
 #include <cstddef>
@@ -55,7 +56,7 @@ void CheckAgain(const TestMap& tests)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    [[maybe_unused]] static const bool s_isQuiet = (BeQuiet(), true);
+    static const Fuzz::Silence s_silence;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     const auto tests = Run<TestMap>(
         text, {{"old", Config::Test()}},

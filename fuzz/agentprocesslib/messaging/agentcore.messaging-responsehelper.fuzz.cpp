@@ -4,6 +4,8 @@
 
 #include "agentcore.messaging-responsehelper.hpp"
 #include "agentcore.ops-exceptions.hpp"
+#include "fuzz.require.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
@@ -15,13 +17,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <google/protobuf/stubs/logging.h>
-#include <spdlog/spdlog.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -31,6 +29,7 @@ namespace
 using AgentCore::Exception::ActionRequiredException;
 using AgentCore::Messaging::MessageResponseStatus;
 using AgentCore::Messaging::ResponseHelper;
+using Fuzz::Require;
 using Shared::Exception::RuntimeException;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
@@ -41,24 +40,15 @@ constexpr std::uint32_t Config = 6006;
 constexpr std::uint32_t Startup = 24101;
 constexpr std::uint32_t Registration = 24100;
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
-
 /// One process, one settings store, which is empty.
 struct Surroundings
 {
     Surroundings()
     {
-        spdlog::set_level(spdlog::level::off);
-        google::protobuf::SetLogHandler(nullptr);
         Shared::WinReg::CreateKey(Shared::WinReg::Root::LocalMachine, Shared::AppSettings::Paths::Config);
     }
 
+    Fuzz::Silence silence;
     TestSupport::TemporarySettingsStore store;
 };
 

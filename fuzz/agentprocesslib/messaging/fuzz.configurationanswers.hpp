@@ -2,21 +2,19 @@
 
 #include "agentcore.messaging-configobjects.hpp"
 #include "agentcore.messaging-testselection.hpp"
+#include "fuzz.require.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
 #include "shared.util-functions.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include <google/protobuf/stubs/logging.h>
 #include <google/protobuf/util/message_differencer.h>
-#include <spdlog/spdlog.h>
 
 /// What the fuzz targets of the answers with configuration share.
 namespace Fuzz
@@ -26,20 +24,6 @@ using AgentCore::Messaging::TestMap;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
 using Shared::Json::RapidJsonValue;
-
-inline void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
-
-inline void BeQuiet()
-{
-    spdlog::set_level(spdlog::level::off);
-    google::protobuf::SetLogHandler(nullptr);
-}
 
 /// An agent and its user, the same for every input.
 struct Subject

@@ -137,12 +137,7 @@ void CheckTestList(std::string_view text, const std::string& prefix, const Proce
     static const Subject s_subject;
     const auto list = Run<std::vector<Test>>(
         text, std::vector<Test>(3),
-        [&](std::string_view payload, std::vector<Test>& target)
-        {
-            process(
-                payload, target, s_subject.tests, s_subject.uuid, s_subject.tags, s_subject.userGroups,
-                s_subject.username);
-        });
+        [&](std::string_view payload, std::vector<Test>& target) { process(payload, target, s_subject.View()); });
     const auto answer = Parse(text);
     const auto succeeded = answer ? Succeeded(*answer) : std::nullopt;
     Require(list.has_value() == succeeded.has_value());

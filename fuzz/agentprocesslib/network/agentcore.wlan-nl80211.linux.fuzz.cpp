@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -11,6 +10,7 @@
 
 #include "agentcore.wlan-nl80211.linux.hpp"
 #include "agentcore.wlan-wlanquerier.hpp"
+#include "fuzz.require.hpp"
 #include "shared.util-utf8.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
@@ -18,16 +18,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::Wlan;
 using namespace Shared::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 struct Rows
 {

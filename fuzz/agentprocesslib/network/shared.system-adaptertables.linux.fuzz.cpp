@@ -5,13 +5,13 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "agentcore.system-networkingquerier.hpp"
+#include "fuzz.require.hpp"
 #include "shared.system-adaptertables.linux.hpp"
 #include "shared.util-utf8.hpp"
 
@@ -23,15 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 void RequireAddress(const IpAddress& address)
 {

@@ -3,10 +3,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "fuzz.require.hpp"
 #include "shared.system-adaptertables.linux.hpp"
 #include "shared.system-resolverfile.linux.hpp"
 
@@ -17,15 +17,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::System;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// What was read, written down again, is read as the same.
 void CheckResolverFile(std::string_view text)

@@ -3,6 +3,8 @@
 // and each request forgot the identity before.
 
 #include "agentcore.ops-functions.hpp"
+#include "fuzz.require.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-administration.hpp"
@@ -12,13 +14,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <string>
 #include <vector>
-
-#include <google/protobuf/stubs/logging.h>
-#include <spdlog/spdlog.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -27,28 +25,20 @@ namespace
 
 using AgentCore::Ops::AppState;
 using AgentCore::Ops::RuntimeState;
+using Fuzz::Require;
 
 constexpr std::size_t MostRequests = 8;
 constexpr const char* LastAnswer = R"({"statusCode":404})";
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// One process, one settings store, which is empty.
 struct Surroundings
 {
     Surroundings()
     {
-        spdlog::set_level(spdlog::level::off);
-        google::protobuf::SetLogHandler(nullptr);
         Shared::WinReg::CreateKey(Shared::WinReg::Root::LocalMachine, Shared::AppSettings::Paths::Config);
     }
 
+    Fuzz::Silence silence;
     TestSupport::TemporarySettingsStore store;
 };
 

@@ -2,12 +2,12 @@
 // are read one by one in wide numbers; the other way round it is the mirror, and noughts at the end make no difference.
 
 #include "agentcore.ops-upgrade.hpp"
+#include "fuzz.require.hpp"
 #include "shared.util-functions.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -18,14 +18,7 @@ namespace
 
 using AgentCore::Ops::CompareVersions;
 using AgentCore::Ops::VersionOrder;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 std::vector<std::uint64_t> NumbersOf(const std::wstring& version)
 {

@@ -4,28 +4,21 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <span>
 
 #include "agentcore.tests-icmpmessage.hpp"
+#include "fuzz.require.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 using namespace AgentCore::Tests::Icmp;
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::array<std::uint8_t, 14> Payload = {'I', 'C', 'M', 'P', ' ', 'S', 'E', 'N', 'D', ' ', 'D', 'A', 'T', 'A'};
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// The key that the message itself tells, so that replies are met at all.
 EchoKey KeyOf(Bytes message)

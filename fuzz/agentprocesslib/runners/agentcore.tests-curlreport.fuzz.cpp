@@ -2,12 +2,12 @@
 // in another writing gives the same; what is translated keeps its promises.
 
 #include "agentcore.tests-curlreport.hpp"
+#include "fuzz.require.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,18 +17,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 namespace Tests = AgentCore::Tests;
 using Shared::Exception::RuntimeException;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonMember;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::optional<Tests::CurlReport> Read(const std::string& text)
 {

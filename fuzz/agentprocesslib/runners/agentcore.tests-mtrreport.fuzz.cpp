@@ -2,24 +2,23 @@
 // protobuf library alone makes of it; the same content in another writing gives the same.
 
 #include "agentcore.tests-mtrreport.hpp"
+#include "fuzz.require.hpp"
+#include "fuzz.silence.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.json-rapidjsondocument.hpp"
 #include "shared.protobuf-functions.hpp"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
-
-#include <google/protobuf/stubs/logging.h>
-#include <spdlog/spdlog.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace
 {
 
+using Fuzz::Require;
 namespace Tests = AgentCore::Tests;
 using Shared::Exception::RuntimeException;
 
@@ -28,23 +27,6 @@ const Tests::PathTestFacts& Facts()
     static const Tests::PathTestFacts s_facts{1'700'000'000, "object", "config", 3, VPN_GATEWAY};
     return s_facts;
 }
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
-
-struct Surroundings
-{
-    Surroundings()
-    {
-        spdlog::set_level(spdlog::level::off);
-        google::protobuf::SetLogHandler(nullptr);
-    }
-};
 
 using Reading = MtrTestResult (*)(std::string_view, const Tests::PathTestFacts&);
 
@@ -87,7 +69,7 @@ std::optional<std::string> RunLibrary(const std::string& text)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const Surroundings s_surroundings;
+    static const Fuzz::Silence s_silence;
     const std::string text(reinterpret_cast<const char*>(data), size);
     const auto bmtr = Run(&Tests::ReadBmtrReport, text);
     Require(bmtr == RunLibrary(text));

@@ -2,6 +2,7 @@
 // straightforward reading; lines beyond a thousand characters, which those take too much of the stack for, are only read.
 
 #include "agentcore.tests-tcpingreport.hpp"
+#include "fuzz.require.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.util-functions.hpp"
 
@@ -19,16 +20,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
+
 constexpr std::uint32_t IntervalSeconds = 10;
 constexpr std::size_t LongestCompared = 1000;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::uint32_t ToUnsigned(const std::string& text)
 {

@@ -3,6 +3,7 @@
 // one text that Windows hands to a tool is taken apart into the same arguments again.
 
 #include "agentcore.tests-toolarguments.hpp"
+#include "fuzz.require.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.util-commandline.hpp"
 #include "shared.util-functions.hpp"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,16 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 namespace Tests = AgentCore::Tests;
 using Arguments = std::vector<std::wstring>;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::string TakeText(std::string_view& rest)
 {

@@ -4,12 +4,12 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "fuzz.require.hpp"
 #include "shared.appsettings-appsettingsloader.hpp"
 #include "shared.util-functions.hpp"
 
@@ -18,15 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 namespace Settings = Shared::AppSettings;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// Character by character, where the product searches and replaces.
 std::wstring Without(const std::wstring& text, std::wstring_view gone)

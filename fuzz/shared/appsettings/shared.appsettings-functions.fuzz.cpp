@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "fuzz.require.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.util-retrydelay.hpp"
@@ -20,13 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
+using Fuzz::Require;
 
 bool IsHexadecimal(const std::string& text)
 {

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz.require.hpp"
 #include "shared.appsettings-registrations.hpp"
 #include "shared.crypto-sensitivestring.hpp"
 #include "shared.log-configuration.hpp"
@@ -18,15 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 namespace Settings = Shared::AppSettings;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// The lines are formatted and go nowhere.
 const bool s_isQuiet = []

@@ -3,10 +3,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "fuzz.require.hpp"
 #include "shared.appsettings-vpnvalues.hpp"
 #include "shared.log-configuration.hpp"
 #include "shared.util-functions.hpp"
@@ -16,15 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 namespace Settings = Shared::AppSettings;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// The lines are formatted and go nowhere.
 const bool s_isQuiet = []

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz.require.hpp"
 #include "shared.util-commandline.hpp"
 #include "shared.util-functions.hpp"
 
@@ -20,15 +20,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::Util;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::vector<std::wstring> ArgumentsOf(std::wstring_view text)
 {

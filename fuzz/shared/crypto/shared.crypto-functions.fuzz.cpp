@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzz.require.hpp"
 #include "shared.crypto-functions.hpp"
 #include "shared.crypto-registrationkey.hpp"
 #include "shared.exception-exceptions.hpp"
@@ -21,16 +21,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::Crypto;
 using Bytes = std::vector<std::uint8_t>;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// Bit by bit, where the product lets the system decode blocks.
 std::optional<Bytes> DecodeSlowly(std::string_view text)

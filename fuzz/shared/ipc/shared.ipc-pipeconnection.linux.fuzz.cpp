@@ -12,6 +12,7 @@
 
 #include "shared.ipc-pipeconnection.linux.hpp"
 
+#include "fuzz.require.hpp"
 #include "shared.ipc-pipeframes.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.raii-nativehandle.linux.hpp"
@@ -21,7 +22,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <deque>
 #include <memory>
 #include <optional>
@@ -37,6 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::Ipc;
 using Shared::Concurrency::OverlappedBlock;
 using Shared::Raii::Win32Handle;
@@ -45,14 +46,6 @@ using Shared::Raii::Native::FromDescriptor;
 using Bytes = std::vector<std::uint8_t>;
 namespace ErrorCode = Shared::Platform::ErrorCode;
 namespace NtStatus = Shared::Concurrency::NtStatus;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 class Script
 {

@@ -5,12 +5,12 @@
 //     2  the same, with the header that the rules ask for and what fits them of the length
 //     3  put back what was taken last
 
+#include "fuzz.require.hpp"
 #include "shared.ipc-pipeframes.hpp"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <vector>
@@ -20,16 +20,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::Ipc::Frames;
 using Bytes = std::vector<std::uint8_t>;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 /// The steps, byte by byte; zeros at the end.
 class Script

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz.require.hpp"
 #include "shared.json-rapidjsondocument.hpp"
 #include "shared.util-utf8.hpp"
 
@@ -22,16 +23,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using Shared::Json::RapidJsonDocument;
 using Shared::Json::RapidJsonValue;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 class NoJson : public std::exception
 {

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -17,6 +16,7 @@
 #include <google/protobuf/stubs/logging.h>
 
 #include "config.pb.h"
+#include "fuzz.require.hpp"
 #include "poll.pb.h"
 #include "register.pb.h"
 #include "shared.json-rapidjsondocument.hpp"
@@ -28,20 +28,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using Shared::Json::RapidJsonDocument;
 using Shared::Protobuf::GenerateJSONFrom;
 using Shared::Protobuf::ParseJSON;
 using Shared::Protobuf::UnknownFields;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 std::unique_ptr<Message> MakeMessage(std::uint8_t which)
 {

@@ -7,12 +7,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <regex>
 #include <stdexcept>
 #include <string>
 
+#include "fuzz.require.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.util-retrydelay.hpp"
 #include "shared.util-time.hpp"
@@ -22,15 +22,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 namespace
 {
 
+using Fuzz::Require;
 using namespace Shared::Util;
-
-void Require(bool holds)
-{
-    if (!holds)
-    {
-        std::abort();
-    }
-}
 
 void CheckTimeSpan(const std::wstring& text)
 {

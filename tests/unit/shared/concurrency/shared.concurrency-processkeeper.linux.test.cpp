@@ -1,5 +1,6 @@
 #include "shared.concurrency-processkeeper.linux.hpp"
 
+#include "shared.concurrency-processpackets.linux.hpp"
 #include "shared.raii-nativehandle.linux.hpp"
 #include "shared.raii-win32handle.hpp"
 #include "test.support-time.hpp"
