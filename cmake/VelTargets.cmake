@@ -41,6 +41,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
             <memory> <mutex> <optional> <set> <span> <sstream> <string> <string_view> <thread> <utility> <vector>
             <fmt/format.h> <google/protobuf/message.h>)
     endforeach()
+    if(VEL_SANITIZE STREQUAL "address")
+        # As those who use it: libraries, and the fuzzers.
+        target_compile_options(vel_precompiled_product PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
     target_link_libraries(vel_precompiled_test PRIVATE vel::gtest)
     target_precompile_headers(vel_precompiled_test PRIVATE <fstream> <gtest/gtest.h> <regex>)
     # No tool can read a source without them either.
@@ -144,7 +148,6 @@ endfunction()
 
 function(vel_executable name)
     vel_add_executable(${ARGV})
-    vel_precompile(${name} product)
     add_dependencies(vel-programs ${name})
 endfunction()
 

@@ -3,7 +3,6 @@
 #include "agentcore.polling-tcpdriver.hpp"
 #include "agentcore.tests-bmtrtestrunner.hpp"
 #include "agentcore.tests-functions.hpp"
-#include "agentcore.tests-hostresolver.hpp"
 #include "agentcore.tests-mtrtestrunner.hpp"
 #include "shared.appsettings-functions.hpp"
 #include "shared.appsettings-vpnvalues.hpp"
@@ -197,16 +196,12 @@ void StartCurlTest(const NetworkObjects& objects, const CurlTest& test, CurlRunn
     {
         return;
     }
-    const auto resolve = [](const std::wstring& hostName, std::uint32_t timeoutMs)
-    {
-        return Tests::HostResolver{}.Resolve(hostName, timeoutMs);
-    };
     StartForEachTarget(
         *object, runners,
         [&](const Target& target)
         {
             return std::make_unique<Tests::CurlTestRunner>(
-                Shared::Security::GetCurlTcPingChildProcessIdentity(debugMode), MakeCurlRequest(test, target), resolve);
+                Shared::Security::GetCurlTcPingChildProcessIdentity(debugMode), MakeCurlRequest(test, target));
         },
         [&](const char* what) { Shared::Log::Warn("Curl {} test failed to initiate: {}.", test.id, what); });
 }

@@ -11,8 +11,6 @@ namespace AgentCore::Tests
 namespace
 {
 
-constexpr TunnelRuleTexts TunnelTexts = {std::nullopt, std::nullopt, "Unknown tunnelStatus value {}"};
-
 constexpr ToolFailureTexts FailureTexts = {
     "BMTR exited with an abnormal return code: {}\nMTR return string: {}\nMTR test URL: {}",
     "BMTR unexpectedly returned an empty string."};
@@ -26,7 +24,7 @@ BmtrTestRunner::BmtrTestRunner(Shared::Raii::Win32Handle logonToken, MtrTestRequ
 
 bool BmtrTestRunner::ShouldRun() noexcept
 {
-    return RunsNow(TunnelTexts);
+    return RunsNow(BmtrTunnelTexts);
 }
 
 std::vector<std::wstring> BmtrTestRunner::BuildArgumentList()

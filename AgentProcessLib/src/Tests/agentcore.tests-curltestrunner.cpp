@@ -1,6 +1,7 @@
 #include "agentcore.tests-curltestrunner.hpp"
 
 #include "agentcore.tests-curlreport.hpp"
+#include "agentcore.tests-hostresolver.hpp"
 #include "agentcore.tests-toolarguments.hpp"
 #include "agentcore.tests-tooloutput.hpp"
 #include "agentcore.tests-tunnelrule.hpp"
@@ -23,16 +24,20 @@ namespace
 constexpr std::uint32_t NoCreationFlags = 0;
 constexpr std::uint32_t ResultVersion = 1;
 
-constexpr TunnelRuleTexts TunnelTexts = {
-    TunnelRuleTexts::Refusal("Curl test {} is not being run because it's not configured to run in {} VPN state."),
-    TunnelRuleTexts::Refusal("Curl test {} is not being run because the VPN is in {} state."),
-    "Unknown tunnelStatus value {} ({})"};
-
 constexpr ToolFailureTexts FailureTexts = {
     "Curl exited with an abnormal return code: {}\nCurl return string: {}\nCurl test URL: {}",
     "Curl unexpectedly returned an empty string."};
 
 } // namespace
+
+CurlTestRunner::CurlTestRunner(Shared::Raii::Win32Handle logonToken, CurlTestRequest request)
+    : CurlTestRunner(
+          std::move(logonToken),
+          std::move(request),
+          [](const std::wstring& hostName, std::uint32_t timeoutMs)
+          { return HostResolver().Resolve(hostName, timeoutMs); })
+{
+}
 
 CurlTestRunner::CurlTestRunner(Shared::Raii::Win32Handle logonToken, CurlTestRequest request, ResolveHost resolve)
     : ProcessRunner(std::move(logonToken), NoCreationFlags),
@@ -43,7 +48,7 @@ CurlTestRunner::CurlTestRunner(Shared::Raii::Win32Handle logonToken, CurlTestReq
 
 bool CurlTestRunner::ShouldRun() noexcept
 {
-    return RunsInCurrentTunnelState(TunnelRuleOf(m_request.config), TunnelTexts, m_request.curlUuid);
+    return RunsInCurrentTunnelState(TunnelRuleOf(m_request.config), CurlTunnelTexts, m_request.curlUuid);
 }
 
 std::vector<std::wstring> CurlTestRunner::BuildArgumentList()
@@ -57,9 +62,8 @@ std::vector<std::wstring> CurlTestRunner::BuildArgumentList()
     {
         throw Shared::Exception::RuntimeException("No IP address has been resolved from host name.");
     }
-    m_resolvedIp = addresses.front();
     m_apiDnsSeconds = std::chrono::duration<double>(Shared::Time::MonotonicNow() - start).count();
-    return BuildCurlArguments(m_request, m_resolvedIp, Shared::Concurrency::GetNullDeviceName());
+    return BuildCurlArguments(m_request, addresses.front(), Shared::Concurrency::GetNullDeviceName());
 }
 
 CurlTestResult CurlTestRunner::ReadTestResult()

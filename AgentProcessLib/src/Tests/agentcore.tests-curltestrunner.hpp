@@ -25,7 +25,9 @@ using ResolveHost = std::function<std::vector<std::wstring>(const std::wstring& 
 class CurlTestRunner : public Shared::Concurrency::ProcessRunner
 {
 public:
-    /// @param logonToken identity of the tool, owned from now on
+    /// Looks the name up by a HostResolver. @param logonToken identity of the tool, owned from now on
+    CurlTestRunner(Shared::Raii::Win32Handle logonToken, CurlTestRequest request);
+    /// @param resolve looks the name up; not empty
     CurlTestRunner(Shared::Raii::Win32Handle logonToken, CurlTestRequest request, ResolveHost resolve);
 
     bool ShouldRun() noexcept override;
@@ -44,7 +46,6 @@ private:
     CurlTestRequest m_request;
     ResolveHost m_resolve;
     double m_apiDnsSeconds = 0.0;
-    std::wstring m_resolvedIp;
 };
 
 } // namespace AgentCore::Tests

@@ -5,8 +5,7 @@
 #include "shared.json-rapidjsondocument.hpp"
 #include "shared.protobuf-functions.hpp"
 
-#include <optional>
-#include <utility>
+#include <string>
 
 namespace AgentCore::Tests
 {
@@ -15,8 +14,6 @@ namespace
 {
 
 using Shared::Json::RapidJsonDocument;
-
-constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF";
 
 RapidJsonDocument Number(std::int64_t value)
 {
@@ -32,7 +29,6 @@ void SetFacts(const PathTestFacts& facts, MtrTestResult& result)
     result.set_server_type(facts.serverType);
 }
 
-/// By the library.
 MtrTestResult Convert(std::string_view json)
 {
     MtrTestResult result;
@@ -43,38 +39,16 @@ MtrTestResult Convert(std::string_view json)
     return result;
 }
 
-std::optional<MtrTestResult> ReadPlain(const RapidJsonDocument& document)
-{
-    MtrTestResult result;
-    return ReadPlainJson(document.GetRoot(), result) ? std::optional(std::move(result)) : std::nullopt;
-}
-
-std::optional<MtrTestResult> ReadPlain(std::string_view output)
-{
-    // A mark is nothing that the library takes.
-    if (output.starts_with(ByteOrderMark))
-    {
-        return std::nullopt;
-    }
-    try
-    {
-        return ReadPlain(RapidJsonDocument(output));
-    }
-    catch (const Shared::Exception::RuntimeException&)
-    {
-        return std::nullopt;
-    }
-}
-
 } // namespace
 
 MtrTestResult ReadMtrReport(std::string_view output, const PathTestFacts& facts)
 {
     RapidJsonDocument document(output);
-    if (auto result = ReadPlain(document))
+    // What the tool prints day by day; anything else is worth the library's time.
+    if (MtrTestResult result; ReadPlainJson(document.GetRoot(), result))
     {
-        SetFacts(facts, *result);
-        return *std::move(result);
+        SetFacts(facts, result);
+        return result;
     }
     document.Add("startTime", Number(static_cast<std::int32_t>(facts.startTime)));
     document.Add("networkObjectUuid", facts.networkObjectUuid);
@@ -86,8 +60,7 @@ MtrTestResult ReadMtrReport(std::string_view output, const PathTestFacts& facts)
 
 MtrTestResult ReadBmtrReport(std::string_view output, const PathTestFacts& facts)
 {
-    auto plain = ReadPlain(output);
-    MtrTestResult result = plain ? *std::move(plain) : Convert(output);
+    MtrTestResult result = Convert(output);
     SetFacts(facts, result);
     return result;
 }

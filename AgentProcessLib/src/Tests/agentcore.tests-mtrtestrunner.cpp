@@ -11,11 +11,6 @@ namespace AgentCore::Tests
 namespace
 {
 
-constexpr TunnelRuleTexts TunnelTexts = {
-    TunnelRuleTexts::Refusal("MTR test {} is not being run because it's not configured to run in {} VPN state."),
-    TunnelRuleTexts::Refusal("MTR test {} is not being run because the VPN is in {} state."),
-    "Unknown tunnelStatus value {} ({})"};
-
 constexpr ToolFailureTexts FailureTexts = {
     "MTR exited with an abnormal return code: {}\nMTR return string: {}\nMTR test URL: {}",
     "Mtr unexpectedly returned an empty string."};
@@ -29,7 +24,7 @@ MtrTestRunner::MtrTestRunner(Shared::Raii::Win32Handle logonToken, MtrTestReques
 
 bool MtrTestRunner::ShouldRun() noexcept
 {
-    return RunsNow(TunnelTexts);
+    return RunsNow(MtrTunnelTexts);
 }
 
 std::vector<std::wstring> MtrTestRunner::BuildArgumentList()

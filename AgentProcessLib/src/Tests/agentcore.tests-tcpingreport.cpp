@@ -20,6 +20,8 @@ constexpr std::uint32_t MsPerSecond = 1000;
 /// So many failed probes in a row are an outage.
 constexpr std::uint32_t OutageProbes = 5;
 constexpr std::size_t MostToldCharacters = 100;
+constexpr std::string_view RoundTripsBegin = "Minimum = ";
+constexpr std::string_view JitterBegin = "Average = ";
 
 bool IsDigit(char character)
 {
@@ -128,12 +130,11 @@ struct RoundTrips
 /// "Minimum = (\d+\.\d+)ms, Maximum = (\d+\.\d+)ms, Average = (\d+\.\d+)ms"
 std::optional<RoundTrips> FindRoundTrips(std::string_view line)
 {
-    static constexpr std::string_view First = "Minimum = ";
     return FindFrom(
-        line, First,
+        line, RoundTripsBegin,
         [](std::string_view rest) -> std::optional<RoundTrips>
         {
-            const auto minimum = SkipFigure(rest, First);
+            const auto minimum = SkipFigure(rest, RoundTripsBegin);
             const auto maximum = minimum ? SkipFigure(rest, "ms, Maximum = ") : std::nullopt;
             const auto average = maximum ? SkipFigure(rest, "ms, Average = ") : std::nullopt;
             return average && Skip(rest, "ms") ? std::optional(RoundTrips{*minimum, *maximum, *average}) : std::nullopt;
@@ -143,8 +144,7 @@ std::optional<RoundTrips> FindRoundTrips(std::string_view line)
 /// "Average = (\d+\.\d+)"
 std::optional<std::string_view> FindJitter(std::string_view line)
 {
-    static constexpr std::string_view First = "Average = ";
-    return FindFrom(line, First, [](std::string_view rest) { return SkipFigure(rest, First); });
+    return FindFrom(line, JitterBegin, [](std::string_view rest) { return SkipFigure(rest, JitterBegin); });
 }
 
 /// Goes through the lines, in order.

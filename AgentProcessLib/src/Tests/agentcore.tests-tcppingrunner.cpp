@@ -30,11 +30,6 @@ constexpr std::chrono::seconds LeastWait{1};
 /// A cycle; whatever the time-out of a probe is set to, the worker is not held up for longer.
 constexpr Seconds MostWait{300.0};
 
-constexpr TunnelRuleTexts TunnelTexts = {
-    TunnelRuleTexts::Refusal("TCP ping test {} is not being run because it's not configured to run in {} VPN state."),
-    TunnelRuleTexts::Refusal("TCP ping test {} is not being run because the VPN is in {} state."),
-    "Unknown tunnelStatus value {} ({})"};
-
 std::chrono::nanoseconds LongestRun(const TcpPingRequest& request)
 {
     const double probeSeconds = static_cast<double>(request.intervalSeconds) + request.timeoutSeconds;
@@ -52,7 +47,7 @@ TcpPingRunner::TcpPingRunner(Shared::Raii::Win32Handle logonToken, TcpPingReques
 bool TcpPingRunner::ShouldRun() noexcept
 {
     const Messaging::MtrTest& test = m_request.config.test;
-    return RunsInCurrentTunnelState(TunnelRuleOf(test), TunnelTexts, test.id);
+    return RunsInCurrentTunnelState(TunnelRuleOf(test), TcpPingTunnelTexts, test.id);
 }
 
 std::vector<std::wstring> TcpPingRunner::BuildArgumentList()
@@ -77,7 +72,10 @@ std::string TcpPingRunner::GetOutput()
 
 std::uint32_t TcpPingRunner::GetProcessExitCode()
 {
-    m_exitCode = QueryExitCode();
+    if (!m_isFinished)
+    {
+        m_exitCode = QueryExitCode();
+    }
     return m_exitCode;
 }
 
@@ -108,10 +106,7 @@ TcpPingResult TcpPingRunner::ParseTestResult()
     result.statistics.set_min_rtt(std::numeric_limits<std::uint32_t>::max());
     result.statistics.set_period_start_utc(GetStartTimeUtc());
     result.statistics.set_curl_tests_configured(m_request.config.hasCurlTest);
-    if (!m_isFinished)
-    {
-        AwaitEnd();
-    }
+    AwaitEnd();
     if (m_exitCode >= FirstFailureCode)
     {
         throw RuntimeException(fmt::format("Tcping returned an unexpected exit code: {}", m_exitCode));

@@ -35,7 +35,8 @@ public:
 
     /// All that the tool has printed until now. Never waits. Throws as ReadFromPipe().
     std::string GetOutput();
-    /// Asks the system; 259 while the tool runs. Throws Win32Exception "GetExitCodeProcess() failed".
+    /// 259 while the tool runs. Asks the system, unless CheckFinished() has seen the tool's end and kept its code. Throws
+    /// Win32Exception "GetExitCodeProcess() failed".
     std::uint32_t GetProcessExitCode();
     /// Whether the tool has ended; false for one that was never started. Once it has, its output and code are kept and the
     /// pipes and the process closed. Never waits. Throws as the two above.

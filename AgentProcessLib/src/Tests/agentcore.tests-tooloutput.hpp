@@ -16,7 +16,7 @@ struct ToolFailureTexts
 {
     /// The exit code, what the tool has printed, and the target.
     fmt::format_string<const std::uint32_t&, const std::string&, const std::string&> abnormalEnd;
-    const char* nothingPrinted;
+    const char* nothingPrinted = nullptr;
 };
 
 /// Awaits the end of the tool for up to 2.5 seconds, and gives what it has printed. That is at most what five looks at its

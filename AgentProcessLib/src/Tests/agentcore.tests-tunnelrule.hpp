@@ -44,6 +44,25 @@ struct TunnelRuleTexts
     Unknown unknown;
 };
 
+// The lines of the runners. That of bmtr keeps its refusals to itself.
+
+inline constexpr TunnelRuleTexts CurlTunnelTexts = {
+    TunnelRuleTexts::Refusal("Curl test {} is not being run because it's not configured to run in {} VPN state."),
+    TunnelRuleTexts::Refusal("Curl test {} is not being run because the VPN is in {} state."),
+    "Unknown tunnelStatus value {} ({})"};
+
+inline constexpr TunnelRuleTexts MtrTunnelTexts = {
+    TunnelRuleTexts::Refusal("MTR test {} is not being run because it's not configured to run in {} VPN state."),
+    TunnelRuleTexts::Refusal("MTR test {} is not being run because the VPN is in {} state."),
+    "Unknown tunnelStatus value {} ({})"};
+
+inline constexpr TunnelRuleTexts BmtrTunnelTexts = {std::nullopt, std::nullopt, "Unknown tunnelStatus value {}"};
+
+inline constexpr TunnelRuleTexts TcpPingTunnelTexts = {
+    TunnelRuleTexts::Refusal("TCP ping test {} is not being run because it's not configured to run in {} VPN state."),
+    TunnelRuleTexts::Refusal("TCP ping test {} is not being run because the VPN is in {} state."),
+    "Unknown tunnelStatus value {} ({})"};
+
 /// Whether a test runs in this state. If it does not, the log says so as `texts` has it: refusals at level info, an unknown
 /// state at level warning. Any thread.
 /// @param word the VPN client's word for the state

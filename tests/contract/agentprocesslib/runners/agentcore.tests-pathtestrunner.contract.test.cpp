@@ -1,6 +1,6 @@
 #include "agentcore.tests-pathtestrunner.hpp"
 
-#include "../io/contract.residentsize.hpp"
+#include "../../../unit/agentprocesslib/runners/runners.targets.hpp"
 #include "agentcore.tests-bmtrtestrunner.hpp"
 #include "agentcore.tests-mtrtestrunner.hpp"
 #include "agentcore.tests-toolarguments.hpp"
@@ -104,19 +104,7 @@ TYPED_TEST(PathTestRunnerTest, ItRunsInTheStatesThatItsConfigurationNames)
     request.config->runFromTrustedNetworks = false;
     request.config->runFromUntrustedNetworksWithVpnDisabled = true;
     TypeParam disconnected(request);
-    EXPECT_TRUE(internal.ShouldRun());
-    for (const wchar_t* status : {L"internal", L"connected-internal"})
-    {
-        this->SetTunnelStatus(status);
-        EXPECT_TRUE(internal.ShouldRun());
-        EXPECT_FALSE(disconnected.ShouldRun());
-    }
-    for (const wchar_t* status : {L"disconnected", L"disabled"})
-    {
-        this->SetTunnelStatus(status);
-        EXPECT_FALSE(internal.ShouldRun());
-        EXPECT_TRUE(disconnected.ShouldRun());
-    }
+    this->ExpectToRunWhereConfigured(internal, disconnected);
 }
 
 TYPED_TEST(PathTestRunnerTest, ATestOfTheGatewayRunsInEveryState)
@@ -218,15 +206,12 @@ TYPED_TEST(PathTestRunnerTest, AToolThatNeverEndsTimesOutAndEndsWithItsRunner)
 TYPED_TEST(PathTestRunnerTest, AToolThatPrintsAHundredMegabytesCostsNoMemory)
 {
     TypeParam runner(Request(L"flood=100000000"));
-    ASSERT_TRUE(runner.Start());
-    const std::size_t before = Contract::ResidentBytes();
-    EXPECT_EQ(RuntimeText([&] { runner.ReadTestResult(); }), "Read results timed out");
-    EXPECT_LT(Contract::ResidentBytes(), before + 20'000'000U);
+    Contract::ExpectFloodToCostNoMemory(runner);
 }
 
 TYPED_TEST(PathTestRunnerTest, AToolThatIsNotThereOrNoProgramIsAFailureOfTheStart)
 {
-    for (const std::wstring& tool : {std::wstring(L"bin\\nobody-has-this"), Contract::MakeNoProgram()})
+    for (const std::wstring& tool : Contract::MakeUnusableTools())
     {
         Contract::WithTool<TypeParam> runner(tool, Request(L"h"));
         EXPECT_EQ(TestSupport::Win32Text([&] { runner.Start(); }), "CreateProcess() failed");
@@ -236,12 +221,22 @@ TYPED_TEST(PathTestRunnerTest, AToolThatIsNotThereOrNoProgramIsAFailureOfTheStar
 
 TYPED_TEST(PathTestRunnerTest, ATargetThatIsNoHostArrivesAsOneArgument)
 {
-    for (const std::wstring& target : Contract::StrangeTargets())
+    for (const auto& targets : {TestTargets::Strange(), TestTargets::Patterns()})
     {
-        TypeParam runner(Request(target));
-        const std::vector<std::wstring> arguments = Contract::ArgumentsOf(runner);
-        EXPECT_EQ(arguments, TypeParam::Arguments(target));
+        for (const std::wstring& target : targets)
+        {
+            TypeParam runner(Request(target));
+            EXPECT_EQ(Contract::ArgumentsOf(runner), TypeParam::Arguments(target));
+        }
     }
+}
+
+TYPED_TEST(PathTestRunnerTest, ATargetWithANullCharacterIsRefused)
+{
+    TypeParam runner(Request(TestTargets::WithANullCharacter()));
+    EXPECT_EQ(
+        TestSupport::InvalidArgumentText([&] { runner.Start(); }), "Text with a null character for a child process");
+    EXPECT_EQ(runner.GetState(), ProcessRunner::State::NotStarted);
 }
 
 TYPED_TEST(PathTestRunnerTest, ATargetThatWouldBeAnOptionIsAFailureOfTheStart)

@@ -1,5 +1,6 @@
 #include "agentcore.tests-tcppingrunner.hpp"
 
+#include "../../../unit/agentprocesslib/runners/runners.targets.hpp"
 #include "../io/contract.residentsize.hpp"
 #include "agentcore.tests-toolarguments.hpp"
 #include "contract.runnertest.hpp"
@@ -99,19 +100,7 @@ TEST_F(TcpPingRunnerTest, ItRunsInTheStatesThatItsConfigurationNames)
     request.config.test.runFromTrustedNetworks = false;
     request.config.test.runFromUntrustedNetworksWithVpnDisabled = true;
     TcpPingRunner disconnected({}, request);
-    EXPECT_TRUE(internal.ShouldRun());
-    for (const wchar_t* status : {L"internal", L"connected-internal"})
-    {
-        SetTunnelStatus(status);
-        EXPECT_TRUE(internal.ShouldRun());
-        EXPECT_FALSE(disconnected.ShouldRun());
-    }
-    for (const wchar_t* status : {L"disconnected", L"disabled"})
-    {
-        SetTunnelStatus(status);
-        EXPECT_FALSE(internal.ShouldRun());
-        EXPECT_TRUE(disconnected.ShouldRun());
-    }
+    ExpectToRunWhereConfigured(internal, disconnected);
 }
 
 TEST_F(TcpPingRunnerTest, ARefusalIsLogged)
@@ -166,6 +155,7 @@ TEST_F(TcpPingRunnerTest, AFinishedToolKeepsOutputAndCodeAndLetsGoOfItsProcess)
     ASSERT_TRUE(AwaitFinished(runner));
     EXPECT_EQ(runner.GetProcessHandle(), nullptr);
     EXPECT_EQ(runner.GetOutput(), Output);
+    EXPECT_EQ(runner.GetProcessExitCode(), 1U);
     EXPECT_TRUE(runner.CheckFinished());
     ExpectOutputRead(runner.ParseTestResult().statistics);
     ExpectOutputRead(runner.ParseTestResult().statistics);
@@ -317,9 +307,25 @@ TEST_F(TcpPingRunnerTest, AToolThatPrintsAHundredMegabytesCostsNoMemory)
     EXPECT_LT(Contract::ResidentBytes(), before + 20'000'000U);
 }
 
+TEST_F(TcpPingRunnerTest, ALookTakesAtMostWhatThePipeHolds)
+{
+    constexpr std::size_t LargestPipe = 65'536;
+    TcpPingRunner runner = Runner(L"flood=100000000");
+    runner.Start();
+    std::size_t before = 0;
+    for (int look = 0; look < 30; ++look)
+    {
+        const std::size_t now = runner.GetOutput().size();
+        EXPECT_LE(now - before, LargestPipe);
+        before = now;
+        Shared::Time::SleepFor(std::chrono::milliseconds(2));
+    }
+    EXPECT_GT(before, 0U);
+}
+
 TEST_F(TcpPingRunnerTest, AToolThatIsNotThereOrNoProgramIsAFailureOfTheStart)
 {
-    for (const std::wstring& tool : {std::wstring(L"bin\\nobody-has-this"), Contract::MakeNoProgram()})
+    for (const std::wstring& tool : Contract::MakeUnusableTools())
     {
         Contract::WithTool<TcpPingRunner> runner(tool, Shared::Raii::Win32Handle(), Request(L"h"));
         EXPECT_EQ(TestSupport::Win32Text([&] { runner.Start(); }), "CreateProcess() failed");
@@ -329,11 +335,22 @@ TEST_F(TcpPingRunnerTest, AToolThatIsNotThereOrNoProgramIsAFailureOfTheStart)
 
 TEST_F(TcpPingRunnerTest, ATargetThatIsNoHostArrivesAsOneArgument)
 {
-    for (const std::wstring& target : Contract::StrangeTargets())
+    for (const auto& targets : {TestTargets::Strange(), TestTargets::Patterns()})
     {
-        TcpPingRunner runner = Runner(target);
-        EXPECT_EQ(Contract::ArgumentsOf(runner), AgentCore::Tests::BuildTcpPingArguments(Request(target)));
+        for (const std::wstring& target : targets)
+        {
+            TcpPingRunner runner = Runner(target);
+            EXPECT_EQ(Contract::ArgumentsOf(runner), AgentCore::Tests::BuildTcpPingArguments(Request(target)));
+        }
     }
+}
+
+TEST_F(TcpPingRunnerTest, ATargetWithANullCharacterIsRefused)
+{
+    TcpPingRunner runner = Runner(TestTargets::WithANullCharacter());
+    EXPECT_EQ(
+        TestSupport::InvalidArgumentText([&] { runner.Start(); }), "Text with a null character for a child process");
+    EXPECT_EQ(runner.GetState(), ProcessRunner::State::NotStarted);
 }
 
 TEST_F(TcpPingRunnerTest, ATargetThatWouldBeAnOptionIsAFailureOfTheStart)

@@ -1,10 +1,12 @@
 #include "contract.runnertest.hpp"
 
+#include "../io/contract.residentsize.hpp"
 #include "shared.appsettings-paths.hpp"
 #include "shared.concurrency-functions.hpp"
 #include "shared.time-clockcontrol.hpp"
 #include "shared.util-functions.hpp"
 #include "shared.winreg-administration.hpp"
+#include "test.support-exceptions.hpp"
 #include "test.support-temporaryfolder.hpp"
 #include "test.support-time.hpp"
 #include "test.support-wine.hpp"
@@ -37,6 +39,16 @@ std::wstring ToHex(std::string_view text)
     return ConvertStringType(std::string_view(digits));
 }
 
+/// Another test may be about to run it.
+void WriteOnce(const std::filesystem::path& file, std::filesystem::perms permissions)
+{
+    if (!std::filesystem::exists(file))
+    {
+        TestSupport::WriteFile(file, "only words\n");
+        std::filesystem::permissions(file, permissions);
+    }
+}
+
 } // namespace
 
 RunnerTest::RunnerTest()
@@ -55,9 +67,31 @@ void RunnerTest::SetDnsResolutionTimeoutMs(std::uint32_t milliseconds)
     Shared::WinReg::SetDwordValue(Root::LocalMachine, VpnKey(), L"dns-resolution-timeout", milliseconds);
 }
 
-FastClock::FastClock()
+void RunnerTest::ExpectToRunWhereConfigured(
+    Shared::Concurrency::ProcessRunner& whenInternal, Shared::Concurrency::ProcessRunner& whenDisconnected)
 {
-    Shared::Time::ClockControl::SetSpeed(1000);
+    EXPECT_TRUE(whenInternal.ShouldRun());
+    EXPECT_TRUE(whenDisconnected.ShouldRun());
+    for (const wchar_t* status : {L"internal", L"connected-internal"})
+    {
+        SetTunnelStatus(status);
+        EXPECT_TRUE(whenInternal.ShouldRun());
+        EXPECT_FALSE(whenDisconnected.ShouldRun());
+    }
+    for (const wchar_t* status : {L"disconnected", L"disabled"})
+    {
+        SetTunnelStatus(status);
+        EXPECT_FALSE(whenInternal.ShouldRun());
+        EXPECT_TRUE(whenDisconnected.ShouldRun());
+    }
+    SetTunnelStatus(L"connected-non-tv");
+    EXPECT_FALSE(whenInternal.ShouldRun());
+    EXPECT_FALSE(whenDisconnected.ShouldRun());
+}
+
+FastClock::FastClock(double speed)
+{
+    Shared::Time::ClockControl::SetSpeed(speed);
 }
 
 FastClock::~FastClock()
@@ -75,14 +109,6 @@ std::wstring PrintingAtBreak(std::string_view text)
     return L"await-break=" + ToHex(text);
 }
 
-std::vector<std::wstring> StrangeTargets()
-{
-    return {L"two words", L"a\"b",     L"\"",    L"\\\"",      L"a'b",
-            L"$(reboot)", L"`reboot`", L"a;b",   L"a|b&c",     L"%PATH%",
-            L"a>b",       L"*",        L"~",     L"tab\there", L"gr\u00fc\u00dfe",
-            L"ends\\",    L"a--b",     L"@file", L"h -c 5",    std::wstring(10 * 1024, L'x')};
-}
-
 std::vector<std::uint32_t> ExitCodes()
 {
     std::vector<std::uint32_t> codes = {1, 2, 3, 7, 28, 127, 128, 255};
@@ -97,11 +123,13 @@ std::vector<std::uint32_t> ExitCodes()
     return codes;
 }
 
-std::wstring MakeNoProgram()
+std::vector<std::wstring> MakeUnusableTools()
 {
     const std::filesystem::path folder = std::filesystem::path(OwnFolder()) / "bin";
-    TestSupport::WriteFile(folder / "no-program.exe", "only words\n");
-    return L"bin\\no-program.exe";
+    WriteOnce(folder / "not-executable.exe", std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    WriteOnce(folder / "no-program.exe", std::filesystem::perms::owner_all);
+    std::filesystem::create_directory(folder / "folder.exe");
+    return {L"bin\\nobody-has-this", L"bin\\not-executable.exe", L"bin\\no-program.exe", L"bin\\folder.exe"};
 }
 
 void RunToEnd(Shared::Concurrency::ProcessRunner& runner)
@@ -126,6 +154,21 @@ std::vector<std::wstring> ArgumentsOf(Shared::Concurrency::ProcessRunner& runner
         }
     }
     return arguments;
+}
+
+void ExpectFloodToCostNoMemory(Shared::Concurrency::ProcessRunner& runner)
+{
+    constexpr std::size_t LargestPipe = 65'536;
+    constexpr std::size_t Reads = 5;
+    // Fast, but not too fast for the tool to fill the pipe each time.
+    const FastClock clock(10);
+    ASSERT_TRUE(runner.Start());
+    const std::size_t before = ResidentBytes();
+    std::string output;
+    EXPECT_EQ(TestSupport::RuntimeText([&] { runner.GetFinalExitCode(output); }), "Read results timed out");
+    EXPECT_LT(ResidentBytes(), before + 20'000'000U);
+    EXPECT_GT(output.size(), 0U);
+    EXPECT_LE(output.size(), Reads * LargestPipe);
 }
 
 } // namespace Contract

@@ -161,12 +161,32 @@ TEST(CurlTranslationTest, NoPhaseIsNegative)
     report.timeNameLookup = 1.0;
     report.timePreTransfer = 2.0;
     report.timeStartTransfer = 0.5;
+    report.timeTotal = 0.25;
     const CurlTranslatedOutput output = Translate(report);
     EXPECT_EQ(output.tcp_handshake_time(), 0.0);
     EXPECT_EQ(output.ssl_handshake_time(), 0.0);
     EXPECT_EQ(output.wait_time(), 0.0);
     EXPECT_EQ(output.data_transfer_time(), 0.0);
     EXPECT_EQ(output.time_to_first_byte(), 0.0);
+}
+
+TEST(CurlTranslationTest, OnlyPhasesAreKeptFromBeingNegative)
+{
+    CurlReport report;
+    report.timeNameLookup = -1.0;
+    report.timeConnect = -2.0;
+    report.timeAppConnect = -3.0;
+    report.timePreTransfer = -4.0;
+    report.timeStartTransfer = -5.0;
+    report.timeTotal = -6.0;
+    const CurlTranslatedOutput output = Translate(report, 0.5);
+    EXPECT_EQ(output.time_namelookup(), -0.5);
+    EXPECT_EQ(output.time_connect(), -2.0);
+    EXPECT_EQ(output.time_appconnect(), -3.0);
+    EXPECT_EQ(output.time_pre_transfer(), -4.0);
+    EXPECT_EQ(output.time_start_transfer(), -5.0);
+    EXPECT_EQ(output.total_time(), -5.5);
+    EXPECT_EQ(output.dns_lookup_time(), -1.0);
 }
 
 TEST(CurlTranslationTest, AThroughputThatDoesNotFitIsTheLargest)

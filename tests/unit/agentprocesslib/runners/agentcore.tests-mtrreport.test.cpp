@@ -103,6 +103,7 @@ TEST(MtrReportTest, KeysThatTheSchemaDoesNotKnowArePassedOver)
 
 TEST(MtrReportTest, WhatIsNoJsonIsAFailure)
 {
+    const CapturedLog log;
     for (const std::string output : {"{\"report\":{\"mtr\":{\"src\":\"la", "mtr: no route", "{}{}", " "})
     {
         EXPECT_EQ(RuntimeText([&] { Read(output); }), "rapidJSON encountered a parse error on string ==> " + output);
@@ -112,6 +113,7 @@ TEST(MtrReportTest, WhatIsNoJsonIsAFailure)
 
 TEST(MtrReportTest, WhatIsNoObjectIsAFailure)
 {
+    const CapturedLog log;
     for (const char* output : {"[]", "7", "null"})
     {
         EXPECT_EQ(RuntimeText([&] { Read(output); }), "rapidJSON encountered a parse error adding member: startTime");
@@ -134,6 +136,7 @@ TEST(MtrReportTest, AValueThatDoesNotFitItsFieldIsAFailureAndTheLogSaysWhy)
 
 TEST(MtrReportTest, NestingOfAnyDepthIsNoTrouble)
 {
+    const CapturedLog log;
     constexpr std::size_t Depth = 1'000'000;
     const std::string nested = std::string(Depth, '[') + std::string(Depth, ']');
     const std::string output = R"({"target":"a","x":)" + nested + "}";

@@ -6,6 +6,7 @@
 #include "test.support-capturedlog.hpp"
 #include "test.support-settingsstore.hpp"
 
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -106,6 +107,36 @@ TEST(TunnelRuleTest, ARunnerMayKeepItsRefusalsToItself)
     EXPECT_FALSE(Runs(VpnConnectionStatus::Disabled, Nowhere, SilentTexts));
     EXPECT_FALSE(Runs(VpnConnectionStatus::ConnectedNonTv, Nowhere, SilentTexts));
     EXPECT_TRUE(log.Lines().empty());
+}
+
+TEST(TunnelRuleTest, EachRunnerSaysItInItsOwnWords)
+{
+    const auto linesOf = [](const TunnelRuleTexts& texts)
+    {
+        const CapturedLog log;
+        (void)Runs(VpnConnectionStatus::Disabled, Nowhere, texts);
+        (void)Runs(VpnConnectionStatus::Internal, Nowhere, texts);
+        (void)Runs(VpnConnectionStatus::ConnectedNonTv, Everywhere, texts);
+        (void)RunsInTunnelState(VpnConnectionStatus{17}, L"strange", Everywhere, texts, "t1");
+        std::vector<std::string> lines;
+        for (const CapturedLog::Line& line : log.Lines())
+        {
+            lines.push_back(line.text);
+        }
+        return lines;
+    };
+    const auto linesWith = [](const std::string& kind)
+    {
+        return std::vector<std::string>{
+            kind + " test t1 is not being run because it's not configured to run in disabled VPN state.",
+            kind + " test t1 is not being run because it's not configured to run in internal VPN state.",
+            kind + " test t1 is not being run because the VPN is in connected-non-tv state.",
+            "Unknown tunnelStatus value 17 (strange)"};
+    };
+    EXPECT_EQ(linesOf(AgentCore::Tests::CurlTunnelTexts), linesWith("Curl"));
+    EXPECT_EQ(linesOf(AgentCore::Tests::MtrTunnelTexts), linesWith("MTR"));
+    EXPECT_EQ(linesOf(AgentCore::Tests::TcpPingTunnelTexts), linesWith("TCP ping"));
+    EXPECT_EQ(linesOf(AgentCore::Tests::BmtrTunnelTexts), std::vector<std::string>{"Unknown tunnelStatus value 17"});
 }
 
 TEST(TunnelRuleTest, TheRuleOfATestIsWhatItsConfigurationSaysOfTrustedAndUntrustedNetworks)
