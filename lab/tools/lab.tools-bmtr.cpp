@@ -1,6 +1,7 @@
 #include "lab.tools-bmtr.hpp"
 
 #include "lab.tools-address.hpp"
+#include "lab.tools-console.hpp"
 #include "lab.tools-numbers.hpp"
 #include "lab.tools-prober.hpp"
 
@@ -119,7 +120,7 @@ int RunBmtr(const std::vector<std::string>& arguments)
         const std::unique_ptr<Prober> prober = MakeProber(read.kind, address, read.port, signal);
         const Trace trace = TracePath(*prober, read.settings);
         const Path path = MakePath(read.target, address, SentKind(read.kind), read.settings, trace);
-        std::cout << ToJson(path) << std::endl;
+        WriteOutput(ToJson(path) + '\n');
         return PathExit::Measured;
     }
     catch (const std::exception& problem)

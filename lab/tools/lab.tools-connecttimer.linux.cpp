@@ -1,17 +1,16 @@
 #include "lab.tools-connecttimer.hpp"
 
 #include "lab.tools-console.linux.hpp"
+#include "lab.tools-descriptor.linux.hpp"
 #include "shared.time-clock.hpp"
 
 #include <cerrno>
 #include <stdexcept>
-#include <system_error>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace Lab::Tools
 {
@@ -20,34 +19,6 @@ namespace
 {
 
 using std::chrono::nanoseconds;
-
-class OwnedSocket
-{
-public:
-    OwnedSocket() : m_descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))
-    {
-        if (m_descriptor < 0)
-        {
-            throw std::system_error(errno, std::generic_category(), "no socket");
-        }
-    }
-
-    OwnedSocket(const OwnedSocket&) = delete;
-    OwnedSocket& operator=(const OwnedSocket&) = delete;
-
-    ~OwnedSocket()
-    {
-        ::close(m_descriptor);
-    }
-
-    int Get() const noexcept
-    {
-        return m_descriptor;
-    }
-
-private:
-    int m_descriptor;
-};
 
 sockaddr_in ToNative(const std::string& address, std::uint16_t port)
 {
@@ -88,7 +59,7 @@ int OutcomeOf(int socket) noexcept
 ConnectResult TimeConnect(const std::string& address, std::uint16_t port, nanoseconds timeout)
 {
     const sockaddr_in native = ToNative(address, port);
-    const OwnedSocket socket;
+    const Descriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0), "no socket");
     const nanoseconds begin = Shared::Time::RealMonotonicNow();
     const int result = ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&native), sizeof native);
     if (result == 0 || errno != EINPROGRESS)

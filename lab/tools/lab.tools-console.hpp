@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <string_view>
 
 namespace Lab::Tools
 {
@@ -25,5 +26,9 @@ public:
 
 /// Whatever is written to standard output arrives as it was written, line ends too.
 void KeepLineEnds() noexcept;
+
+/// Writes to standard output, at once. Throws std::runtime_error when it does not arrive: whoever has started the tool has
+/// gone, and there is nobody to measure for. (Where a broken pipe ends the process it ends there.)
+void WriteOutput(std::string_view text);
 
 } // namespace Lab::Tools

@@ -3,7 +3,9 @@
 #include "lab.json-functions.hpp"
 #include "lab.tools-address.hpp"
 #include "lab.tools-bmtr.hpp"
+#include "lab.tools-console.hpp"
 #include "lab.tools-numbers.hpp"
+#include "lab.tools-probepackets.hpp"
 
 #include <algorithm>
 #include <array>
@@ -114,19 +116,29 @@ std::uint32_t WrittenCount(const Value& object, std::string_view name)
     return text.empty() ? Count(object, name) : number;
 }
 
-/// Takes "router.example (192.0.2.1)" apart, or "192.0.2.1" alone.
+bool IsAddress(const std::string& text)
+{
+    try
+    {
+        return ToText(ParseAddress(text)) == text;
+    }
+    catch (const std::invalid_argument&)
+    {
+        return false;
+    }
+}
+
+/// Takes "router.example (192.0.2.1)" apart, or "192.0.2.1" alone. The name is what somebody has entered for the address,
+/// and may be anything; a hop without an address in numbers is a silent one.
 void ReadHost(const std::string& text, Hop& hop)
 {
     const std::size_t open = text.rfind(" (");
-    if (open != std::string::npos && text.ends_with(')'))
+    const bool hasName = open != std::string::npos && text.ends_with(')');
+    const std::string address = hasName ? text.substr(open + 2, text.size() - open - 3) : text;
+    if (IsAddress(address))
     {
-        hop.host = text.substr(0, open);
-        hop.address = text.substr(open + 2, text.size() - open - 3);
-    }
-    else if (text != SilentHop)
-    {
-        hop.host = text;
-        hop.address = text;
+        hop.host = hasName ? text.substr(0, open) : address;
+        hop.address = address;
     }
 }
 
@@ -296,7 +308,7 @@ int RunMtr(const std::vector<std::string>& arguments)
         path.target = read.target;
         path.targetAddress = address;
         ApplyOptions(read, path);
-        std::cout << ToJson(path) << std::endl;
+        WriteOutput(ToJson(path) + '\n');
         return PathExit::Measured;
     }
     catch (const std::exception& problem)

@@ -1,5 +1,6 @@
 #include "lab.tools-mtr.hpp"
 
+#include "lab.tools-descriptor.linux.hpp"
 #include "lab.tools-systemprogram.hpp"
 
 #include <algorithm>
@@ -28,39 +29,6 @@ constexpr std::size_t MostOutput = 4'000'000;
 {
     throw std::system_error(errno, std::generic_category(), what);
 }
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) noexcept : m_number(number)
-    {
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    ~Descriptor()
-    {
-        Close();
-    }
-
-    int Get() const noexcept
-    {
-        return m_number;
-    }
-
-    void Close() noexcept
-    {
-        if (m_number >= 0)
-        {
-            ::close(m_number);
-        }
-        m_number = -1;
-    }
-
-private:
-    int m_number;
-};
 
 std::string Seconds(std::chrono::nanoseconds span)
 {
@@ -173,8 +141,8 @@ Path MeasurePath(const MtrArguments& arguments, const std::string& address)
     {
         Fail("pipe");
     }
-    Descriptor reading(ends[0]);
-    Descriptor writing(ends[1]);
+    Descriptor reading(ends[0], "pipe");
+    Descriptor writing(ends[1], "pipe");
     const pid_t child = Start(program.string(), ProgramArguments(arguments, address), writing.Get());
     writing.Close();
     const std::string output = ReadAll(reading.Get());

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+/// The packets of path probes. None of this is taken from the agent, which reads and writes some of the same: its figures
+/// are held against those of these tools, and a mistake that both shared would not show.
 namespace Lab::Tools
 {
 

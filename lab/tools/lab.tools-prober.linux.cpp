@@ -1,6 +1,7 @@
 #include "lab.tools-prober.hpp"
 
 #include "lab.tools-console.linux.hpp"
+#include "lab.tools-descriptor.linux.hpp"
 #include "shared.time-clock.hpp"
 
 #include <algorithm>
@@ -14,7 +15,6 @@
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace Lab::Tools
 {
@@ -23,34 +23,6 @@ namespace
 {
 
 using std::chrono::nanoseconds;
-
-class Descriptor
-{
-public:
-    Descriptor(int number, const char* what) : m_number(number)
-    {
-        if (m_number < 0)
-        {
-            throw std::system_error(errno, std::generic_category(), what);
-        }
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    ~Descriptor()
-    {
-        ::close(m_number);
-    }
-
-    int Get() const noexcept
-    {
-        return m_number;
-    }
-
-private:
-    int m_number;
-};
 
 void Check(int result, const char* what)
 {

@@ -69,6 +69,34 @@ private:
     Shared::Concurrency::Event m_event;
 };
 
+enum class Meaning
+{
+    /// The target has the probe, or somebody says that there is no way further.
+    EndOfPath,
+    /// Its time to live was over.
+    OnTheWay,
+    /// Nobody has answered: the system itself says what went wrong.
+    None
+};
+
+Meaning MeaningOf(ULONG status) noexcept
+{
+    switch (status)
+    {
+    case IP_TTL_EXPIRED_TRANSIT:
+    case IP_TTL_EXPIRED_REASSEM:
+        return Meaning::OnTheWay;
+    case IP_SUCCESS:
+    case IP_DEST_NET_UNREACHABLE:
+    case IP_DEST_HOST_UNREACHABLE:
+    case IP_DEST_PROT_UNREACHABLE:
+    case IP_DEST_PORT_UNREACHABLE:
+        return Meaning::EndOfPath;
+    default:
+        return Meaning::None;
+    }
+}
+
 /// Sends an echo and waits for what comes of it.
 void Probe(IPAddr target, std::uint16_t sequence, std::uint8_t timeToLive, Arrivals& arrivals)
 {
@@ -89,13 +117,14 @@ void Probe(IPAddr target, std::uint16_t sequence, std::uint8_t timeToLive, Arriv
     ::IcmpCloseHandle(icmp);
     ICMP_ECHO_REPLY first = {};
     std::memcpy(&first, reply.data(), sizeof first);
-    if (count == 0 || first.Status == IP_REQ_TIMED_OUT)
+    const Meaning meaning = count == 0 ? Meaning::None : MeaningOf(first.Status);
+    if (meaning == Meaning::None)
     {
         return;
     }
     Address from = {};
     std::memcpy(from.data(), &first.Address, from.size());
-    arrivals.Add({sequence, ToText(from), first.Status != IP_TTL_EXPIRED_TRANSIT, received});
+    arrivals.Add({sequence, ToText(from), meaning == Meaning::EndOfPath, received});
 }
 
 class EchoProber : public Prober

@@ -82,23 +82,18 @@ std::string Range(const Statistics& times)
         times.Mean());
 }
 
-void Print(const std::string& text)
-{
-    std::cout << text << std::flush;
-}
-
 int Measure(const TcpingArguments& arguments, const BreakSignal& signal)
 {
     const std::string address = ResolveAddress(arguments.target);
     TcpingReport report(arguments.target, address, arguments.port);
-    Print("\r\n");
+    WriteOutput("\r\n");
     nanoseconds due = Shared::Time::RealMonotonicNow();
     for (std::uint32_t i = 0; i < arguments.count && !signal.Await(due - Shared::Time::RealMonotonicNow()); ++i)
     {
         due = std::max(due, Shared::Time::RealMonotonicNow()) + arguments.interval;
-        Print(report.Add(TimeConnect(address, arguments.port, arguments.timeout)));
+        WriteOutput(report.Add(TimeConnect(address, arguments.port, arguments.timeout)));
     }
-    Print(report.Summary(arguments.showsJitter));
+    WriteOutput(report.Summary(arguments.showsJitter));
     return report.ExitCode();
 }
 

@@ -155,7 +155,7 @@ std::string UsageText()
            "    its own, shows live what happens, tells it to stop, and reports how it ended. Everything is kept in\n"
            "    FOLDER.\n"
            "  --connector FILE    the program that carries messages between agent and cloud; without it there is none\n"
-           "  --tools FOLDER      where the laboratory's tools were built; they, and the system's curl, are put into bin/\n"
+           "  --tools FOLDER      where the laboratory's tools were built; they are put into bin/, and the system's curl\n"
            "  --scenario FILE     what is played: settings, the cloud's answers, faults and their times\n"
            "  --duration SECONDS  how long the agent runs before it is told to stop (25, or what the scenario says)\n"
            "  --keep              it runs until an interrupt instead\n"

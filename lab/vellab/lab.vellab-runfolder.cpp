@@ -25,7 +25,8 @@ void Place(const fs::path& program, const fs::path& target)
     }
 }
 
-/// The tools that the agent starts out of its folder "bin". One of the system's is not ours to share a file with.
+/// The tools that the agent starts out of its folder "bin". One of the system's is not ours to share a file with; where it has
+/// none, ours stands in.
 void PlaceTools(const fs::path& built, const fs::path& bin)
 {
     const std::array<std::string, 3> own = {ProgramName("tcping"), ProgramName("mtr"), BmtrProgram};
@@ -33,9 +34,14 @@ void PlaceTools(const fs::path& built, const fs::path& bin)
     {
         Place(built / tool, bin / tool);
     }
-    if (const fs::path curl = Tools::FindSystemProgram("curl"); !curl.empty())
+    const std::string curl = ProgramName("curl");
+    if (const fs::path systems = Tools::FindSystemProgram("curl"); !systems.empty())
     {
-        fs::copy_file(curl, bin / curl.filename());
+        fs::copy_file(systems, bin / curl);
+    }
+    else
+    {
+        Place(built / curl, bin / curl);
     }
 }
 

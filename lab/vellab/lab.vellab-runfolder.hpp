@@ -26,7 +26,7 @@ struct RunFolder
 };
 
 /// Makes the folders and puts the programs in their places, as links to the built files where that is possible. With tools,
-/// the system's curl is among them if it has one. Throws std::invalid_argument when the results folder holds something,
+/// curl is the system's if it has one, and else the laboratory's. Throws std::invalid_argument when the results folder holds something,
 /// std::filesystem::filesystem_error for a program that is not there.
 RunFolder LayOutRunFolder(const Options& options);
 

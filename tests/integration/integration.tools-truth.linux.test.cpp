@@ -1,28 +1,23 @@
 // The laboratory's tools against a network whose delays and losses are known, and against other programs that measure the
 // same at the same time.
 
+#include "integration.measurement.linux.hpp"
 #include "lab.json-functions.hpp"
 #include "lab.tools-statistics.hpp"
 #include "lab.tools-systemprogram.hpp"
-#include "lab.vellab-childprocess.hpp"
-#include "shared.concurrency-functions.hpp"
+#include "lab.vellab-runfolder.hpp"
 #include "shared.time-clock.hpp"
-#include "shared.util-functions.hpp"
 #include "test.support-networkservices.linux.hpp"
 #include "test.support-routednetwork.linux.hpp"
-#include "test.support-temporaryfolder.hpp"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cmath>
-#include <csignal>
 #include <future>
 #include <iostream>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -37,6 +32,20 @@
 namespace
 {
 
+using Integration::AddressesOf;
+using Integration::Call;
+using Integration::EvenLinks;
+using Integration::EvenTimes;
+using Integration::Fping;
+using Integration::LabProgram;
+using Integration::Median;
+using Integration::NetworkHops;
+using Integration::Outcome;
+using Integration::ReadFping;
+using Integration::ReadStations;
+using Integration::ReadTcpingTimes;
+using Integration::Show;
+using Integration::Station;
 using Lab::Tools::FindSystemProgram;
 using Lab::Tools::Statistics;
 using namespace std::chrono_literals;
@@ -49,43 +58,14 @@ namespace fs = std::filesystem;
 
 constexpr std::uint16_t Port = 80;
 
-/// What a program said, and how it ended.
-struct Outcome
+bool IsNear(double measured, double reference)
 {
-    std::int32_t exitCode = -1;
-    std::string output;
-};
-
-struct Call
-{
-    fs::path program;
-    std::vector<std::string> arguments;
-    /// After how long it is interrupted; 0 is never.
-    std::chrono::milliseconds interrupt{0};
-};
-
-/// A hop as a program tells of it.
-struct Station
-{
-    std::string address;
-    double lossPercent = 0.0;
-    double average = 0.0;
-    double best = 0.0;
-    double deviation = 0.0;
-};
-
-/// Within 1 ms or 5 %, whichever is more.
-bool IsNear(double measured, double other)
-{
-    return std::abs(measured - other) <= std::max(1.0, 0.05 * other) * VEL_TIME_SCALE;
+    return std::abs(measured - reference) <= Integration::TimeLimit(reference);
 }
 
-/// The same of averages, or within four times what they are worth by the spread of their times: one probe that a busy machine
-/// held up is no fault of a tool.
-bool AreAveragesNear(const Station& measured, const Station& other, int probes)
+bool AreAveragesNear(const Station& measured, const Station& reference)
 {
-    const double error = std::hypot(measured.deviation, other.deviation) / std::sqrt(probes);
-    return IsNear(measured.average, other.average) || std::abs(measured.average - other.average) <= 4.0 * error;
+    return std::abs(measured.average - reference.average) <= Integration::AverageLimit(measured, reference);
 }
 
 class ToolsTruthTest : public ::testing::Test
@@ -101,85 +81,26 @@ protected:
             m_obstacle = obstacle;
             return false;
         }
+        m_programs = std::make_unique<Integration::ClientPrograms>(*m_network);
         m_network->OnServer([this] { m_listener = std::make_unique<TestSupport::TcpListener>(Port); });
         return true;
     }
 
-    static fs::path Tool(const std::string& name)
-    {
-        return fs::path(Shared::Util::GetCurrentExecutableDirectory()).parent_path().parent_path() / "lab" / name;
-    }
-
-    /// Runs a program on the client until it ends.
     Outcome Run(const Call& call)
     {
-        Outcome outcome;
-        m_network->OnClient([&] { outcome = RunHere(call); });
-        return outcome;
+        return m_programs->Run(call);
     }
 
     std::future<Outcome> Start(const Call& call)
     {
-        return std::async(std::launch::async, [this, call] { return Run(call); });
-    }
-
-    const TestSupport::TemporaryFolder& Folder() const
-    {
-        return m_folder;
+        return m_programs->Start(call);
     }
 
     std::unique_ptr<RoutedNetwork> m_network;
+    std::unique_ptr<Integration::ClientPrograms> m_programs;
     std::unique_ptr<TestSupport::TcpListener> m_listener;
     std::string m_obstacle;
-
-private:
-    Outcome RunHere(const Call& call)
-    {
-        const std::string number = std::to_string(m_runs++);
-        Lab::ChildRequest request;
-        request.program = call.program;
-        request.arguments = call.arguments;
-        request.workingFolder = m_folder.Path();
-        request.output = m_folder.Path() / ("output-" + number);
-        request.errors = m_folder.Path() / ("errors-" + number);
-        Lab::ChildProcess child(request);
-        if (call.interrupt.count() > 0 &&
-            !Shared::Concurrency::WaitFor(child.GetHandle(), static_cast<std::uint32_t>(call.interrupt.count())))
-        {
-            ::kill(-static_cast<pid_t>(child.GetId()), SIGINT);
-        }
-        constexpr std::uint32_t LimitMs = 50'000U * VEL_TIME_SCALE;
-        EXPECT_TRUE(Shared::Concurrency::WaitFor(child.GetHandle(), LimitMs)) << call.program;
-        Outcome outcome;
-        outcome.exitCode = child.GetExitStatus().value_or(-1);
-        outcome.output = TestSupport::ReadFile(request.output) + TestSupport::ReadFile(request.errors);
-        return outcome;
-    }
-
-    TestSupport::TemporaryFolder m_folder;
-    std::atomic<int> m_runs = 0;
 };
-
-/// Three links of different delays: 4, 14 and 24 ms to the hops and back.
-constexpr std::array<TestSupport::LinkSettings, RoutedNetwork::Links> EvenLinks = {
-    {{2ms, 0us, 0.0}, {5ms, 0us, 0.0}, {5ms, 0us, 0.0}}};
-constexpr std::array<double, RoutedNetwork::Links> EvenTimes = {4.0, 14.0, 24.0};
-
-/// Times in milliseconds that a line of tcping tells; nothing for one that tells of no open port.
-std::vector<double> OpenTimes(const std::string& output)
-{
-    std::vector<double> times;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);)
-    {
-        const std::size_t at = line.find("open - time=");
-        if (at != std::string::npos)
-        {
-            times.push_back(std::stod(line.substr(at + 12)));
-        }
-    }
-    return times;
-}
 
 Statistics Sum(const std::vector<double>& times)
 {
@@ -189,16 +110,6 @@ Statistics Sum(const std::vector<double>& times)
         result.Add(time);
     }
     return result;
-}
-
-double Median(std::vector<double> times)
-{
-    if (times.empty())
-    {
-        return 0.0;
-    }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
 }
 
 /// The time of one connection, measured by nothing but the system's calls.
@@ -216,78 +127,6 @@ double ConnectOnce()
     return std::chrono::duration<double, std::milli>(time).count();
 }
 
-/// The hops of a report of ours, or of Debian's program.
-std::vector<Station> ReadStations(const std::string& output)
-{
-    std::vector<Station> stations;
-    const rapidjson::Document document = Lab::Json::Parse(output);
-    for (const auto& hop : document["report"]["hubs"].GetArray())
-    {
-        const bool isOurs = hop.HasMember("LossPct");
-        stations.push_back(
-            {hop[isOurs ? "address" : "host"].GetString(), hop[isOurs ? "LossPct" : "Loss%"].GetDouble(),
-             hop["Avg"].GetDouble(), hop["Best"].GetDouble(), hop["StDev"].GetDouble()});
-    }
-    return stations;
-}
-
-/// The targets of `fping -C`, each with its times; "-" is a loss.
-std::vector<Station> ReadFping(const std::string& output)
-{
-    std::vector<Station> stations;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);)
-    {
-        std::istringstream words(line);
-        std::string address;
-        std::string word;
-        words >> address >> word;
-        Statistics times;
-        std::uint32_t sent = 0;
-        for (; words >> word; ++sent)
-        {
-            if (word != "-")
-            {
-                times.Add(std::stod(word));
-            }
-        }
-        stations.push_back(
-            {address, Lab::Tools::LossPercent(sent, times.Count()), times.Mean(), times.Best(),
-             times.StandardDeviation()});
-    }
-    return stations;
-}
-
-std::vector<std::string> AddressesOf(const std::vector<Station>& stations)
-{
-    std::vector<std::string> addresses;
-    for (const Station& station : stations)
-    {
-        addresses.push_back(station.address);
-    }
-    return addresses;
-}
-
-const std::vector<std::string> NetworkHops(RoutedNetwork::Hops.begin(), RoutedNetwork::Hops.end());
-
-void Show(const std::string& who, const std::vector<Station>& stations)
-{
-    for (const Station& station : stations)
-    {
-        std::cout << fmt::format(
-            "    {:<12} {:<10} loss {:5.1f} %  best {:7.3f}  average {:7.3f}  deviation {:6.3f} ms\n", who,
-            station.address, station.lossPercent, station.best, station.average, station.deviation);
-    }
-}
-
-Call Fping(int count, int periodMs)
-{
-    return {
-        FindSystemProgram("fping"),
-        {"-q", "-C", std::to_string(count), "-p", std::to_string(periodMs), "-t", "1000", RoutedNetwork::Hops[0],
-         RoutedNetwork::Hops[1], RoutedNetwork::Hops[2]}};
-}
-
 #define NEED_NETWORK(links)                                                                                            \
     if (!MakeNetwork(links))                                                                                           \
     {                                                                                                                  \
@@ -303,7 +142,7 @@ Call Fping(int count, int periodMs)
 TEST_F(ToolsTruthTest, TcpingTellsTheTimeThatAConnectionTakes)
 {
     NEED_NETWORK(EvenLinks);
-    auto running = Start({Tool("tcping"), {"-n", "12", "-i", "0.25", "-w", "2", "-j", RoutedNetwork::Server}});
+    auto running = Start({LabProgram("tcping"), {"-n", "12", "-i", "0.25", "-w", "2", "-j", RoutedNetwork::Server}});
     std::vector<double> truth;
     m_network->OnClient(
         [&]
@@ -316,7 +155,7 @@ TEST_F(ToolsTruthTest, TcpingTellsTheTimeThatAConnectionTakes)
         });
     const Outcome tcping = running.get();
     EXPECT_EQ(tcping.exitCode, 0) << tcping.output;
-    const std::vector<double> times = OpenTimes(tcping.output);
+    const std::vector<double> times = ReadTcpingTimes(tcping.output);
     ASSERT_EQ(times.size(), 12U) << tcping.output;
     EXPECT_GE(Sum(times).Best(), EvenTimes.back());
     EXPECT_PRED2(IsNear, Median(times), Median(truth));
@@ -332,10 +171,10 @@ TEST_F(ToolsTruthTest, TcpingTellsAClosedPortAndASilentTargetApart)
 {
     NEED_NETWORK(EvenLinks);
     const Outcome closed =
-        Run({Tool("tcping"), {"-n", "2", "-i", "0.1", "-w", "2", "-p", "81", RoutedNetwork::Server}});
+        Run({LabProgram("tcping"), {"-n", "2", "-i", "0.1", "-w", "2", "-p", "81", RoutedNetwork::Server}});
     EXPECT_EQ(closed.exitCode, 1);
     EXPECT_THAT(closed.output, HasSubstr("Probing 10.90.3.2:81/tcp - Connection refused - time="));
-    const Outcome silent = Run({Tool("tcping"), {"-n", "2", "-i", "0.1", "-w", "0.3", RoutedNetwork::Nowhere}});
+    const Outcome silent = Run({LabProgram("tcping"), {"-n", "2", "-i", "0.1", "-w", "0.3", RoutedNetwork::Nowhere}});
     EXPECT_EQ(silent.exitCode, 1);
     EXPECT_THAT(silent.output, HasSubstr("Probing 10.90.99.1:80/tcp - No response - time=3"));
     EXPECT_THAT(silent.output, Not(HasSubstr("open")));
@@ -346,14 +185,53 @@ TEST_F(ToolsTruthTest, AnInterruptedTcpingSumsUpWhatItHas)
     NEED_NETWORK(EvenLinks);
     const auto begin = Shared::Time::RealMonotonicNow();
     const Outcome tcping =
-        Run({Tool("tcping"), {"-n", "6", "-i", "10", "-w", "5", "-j", RoutedNetwork::Server}, 700ms});
+        Run({LabProgram("tcping"), {"-n", "6", "-i", "10", "-w", "5", "-j", RoutedNetwork::Server}, 700ms});
     EXPECT_LT(Shared::Time::RealMonotonicNow() - begin, 9s * VEL_TIME_SCALE);
     EXPECT_EQ(tcping.exitCode, 0);
-    EXPECT_EQ(OpenTimes(tcping.output).size(), 1U);
+    EXPECT_EQ(ReadTcpingTimes(tcping.output).size(), 1U);
     EXPECT_THAT(tcping.output, HasSubstr("     1 probes sent. \r\n"));
-    const Outcome early = Run({Tool("tcping"), {"-n", "6", "-w", "5", RoutedNetwork::Nowhere}, 500ms});
+    const Outcome early = Run({LabProgram("tcping"), {"-n", "6", "-w", "5", RoutedNetwork::Nowhere}, 500ms});
     EXPECT_EQ(early.exitCode, 2);
     EXPECT_THAT(early.output, HasSubstr("     0 probes sent. \r\n"));
+}
+
+TEST_F(ToolsTruthTest, TheToolsOfARunLieReadyBesideItsAgent)
+{
+    NEED_NETWORK(EvenLinks);
+    NEED_PROGRAM("curl");
+    NEED_PROGRAM("mtr");
+    Lab::Options options;
+    options.agent = LabProgram("vellab");
+    options.tools = LabProgram("vellab").parent_path();
+    options.results = m_programs->Folder() / "results";
+    const fs::path bin = Lab::LayOutRunFolder(options).agent / "bin";
+    const std::string server = RoutedNetwork::Server;
+    const std::string url = "http://" + server + ":8080/";
+    std::unique_ptr<HttpServer> web;
+    m_network->OnServer(
+        [&] { web = std::make_unique<HttpServer>(8080, HttpServer::Kind::Plain, TestSupport::HttpAnswer{}); });
+    EXPECT_EQ(Run({bin / "curl", {"-w", "%{json}", "-s", url}}).exitCode, 0);
+    EXPECT_EQ(Run({bin / "tcping", {"-n", "1", server}}).exitCode, 0);
+    const std::vector<std::string> path = {"s", "i", "n", "1", "0.3", "1", server, "80"};
+    EXPECT_EQ(AddressesOf(ReadStations(Run({bin / "bmtr.exe", path}).output)), NetworkHops());
+    const std::vector<std::string> cycles = {"--json", "-c", "1", "--interval", "1", "--timeout", "1", "-4", server};
+    EXPECT_EQ(AddressesOf(ReadStations(Run({bin / "mtr", cycles}).output)), NetworkHops());
+}
+
+TEST_F(ToolsTruthTest, ToolsEndWhenNobodyTakesTheirOutputAnyMore)
+{
+    NEED_NETWORK(EvenLinks);
+    // Twenty seconds of probes, of which the reader wants two lines; with and without the signal that a broken pipe gives.
+    for (const std::string& signals : {std::string(), std::string("trap '' PIPE; ")})
+    {
+        const auto begin = Shared::Time::RealMonotonicNow();
+        const Outcome outcome = Run(
+            {"/bin/sh",
+             {"-c",
+              signals + LabProgram("tcping").string() + " -n 200 -i 0.1 " + RoutedNetwork::Server + " | head -n 2"}});
+        EXPECT_LT(Shared::Time::RealMonotonicNow() - begin, 10s) << outcome.output;
+        EXPECT_EQ(ReadTcpingTimes(outcome.output).size(), 1U) << outcome.output;
+    }
 }
 
 TEST_F(ToolsTruthTest, AllKindsOfProbesFindTheWayAndItsTimes)
@@ -365,10 +243,11 @@ TEST_F(ToolsTruthTest, AllKindsOfProbesFindTheWayAndItsTimes)
     std::vector<std::pair<std::string, std::future<Outcome>>> runs;
     for (const std::string kind : {"s", "u", "e"})
     {
-        runs.emplace_back("bmtr " + kind, Start({Tool("bmtr.exe"), {kind, "i", "n", "12", "0.5", "1", server, "80"}}));
+        runs.emplace_back(
+            "bmtr " + kind, Start({LabProgram("bmtr.exe"), {kind, "i", "n", "12", "0.5", "1", server, "80"}}));
     }
     const std::vector<Station> truth = ReadFping(fping.get().output);
-    ASSERT_EQ(AddressesOf(truth), NetworkHops);
+    ASSERT_EQ(AddressesOf(truth), NetworkHops());
     Show("fping", truth);
     for (auto& [name, running] : runs)
     {
@@ -376,13 +255,13 @@ TEST_F(ToolsTruthTest, AllKindsOfProbesFindTheWayAndItsTimes)
         ASSERT_EQ(outcome.exitCode, 0) << outcome.output;
         const std::vector<Station> stations = ReadStations(outcome.output);
         Show(name, stations);
-        ASSERT_EQ(AddressesOf(stations), NetworkHops) << outcome.output;
+        ASSERT_EQ(AddressesOf(stations), NetworkHops()) << outcome.output;
         for (std::size_t i = 0; i < stations.size(); ++i)
         {
             EXPECT_EQ(stations[i].lossPercent, 0.0);
             EXPECT_GE(stations[i].best, EvenTimes[i]);
             EXPECT_PRED2(IsNear, stations[i].best, truth[i].best) << name << ", " << truth[i].address;
-            EXPECT_TRUE(AreAveragesNear(stations[i], truth[i], 12)) << name << ", " << truth[i].address;
+            EXPECT_TRUE(AreAveragesNear(stations[i], truth[i])) << name << ", " << truth[i].address;
         }
     }
 }
@@ -394,7 +273,7 @@ TEST_F(ToolsTruthTest, TheAdapterTellsWhatDebiansProgramTellsAndPingToo)
     NEED_PROGRAM("fping");
     const std::string server = RoutedNetwork::Server;
     auto ours = Start(
-        {Tool("mtr"),
+        {LabProgram("mtr"),
          {"--json", "--timeout", "15", "-c", "6", "-q", "33000", "--interval", "0.5", "--show-ips", "--rtt-clamping",
           "--end-verification", "-4", server}});
     auto debians = Start({FindSystemProgram("mtr"), {"--json", "-4", "--no-dns", "-c", "6", "-i", "0.5", server}});
@@ -407,14 +286,14 @@ TEST_F(ToolsTruthTest, TheAdapterTellsWhatDebiansProgramTellsAndPingToo)
     Show("fping", truth);
     Show("mtr by hand", byHand);
     Show("mtr adapter", adapters);
-    ASSERT_EQ(AddressesOf(byHand), NetworkHops);
-    ASSERT_EQ(AddressesOf(adapters), NetworkHops) << outcome.output;
+    ASSERT_EQ(AddressesOf(byHand), NetworkHops());
+    ASSERT_EQ(AddressesOf(adapters), NetworkHops()) << outcome.output;
     for (std::size_t i = 0; i < adapters.size(); ++i)
     {
         EXPECT_PRED2(IsNear, adapters[i].best, byHand[i].best) << truth[i].address;
         EXPECT_PRED2(IsNear, adapters[i].best, truth[i].best) << truth[i].address;
-        EXPECT_TRUE(AreAveragesNear(adapters[i], byHand[i], 6)) << truth[i].address;
-        EXPECT_TRUE(AreAveragesNear(adapters[i], truth[i], 6)) << truth[i].address;
+        EXPECT_TRUE(AreAveragesNear(adapters[i], byHand[i])) << truth[i].address;
+        EXPECT_TRUE(AreAveragesNear(adapters[i], truth[i])) << truth[i].address;
     }
 }
 
@@ -428,13 +307,13 @@ TEST_F(ToolsTruthTest, WhatALinkLosesIsWhatBmtrMisses)
     constexpr int Cycles = 150;
     // Links count whole packets; so does this.
     const auto before = m_network->Counts(1);
-    const Outcome outcome =
-        Run({Tool("bmtr.exe"), {"e", "i", "f", std::to_string(Cycles), "0.04", "1", RoutedNetwork::Server, "80"}});
+    const Outcome outcome = Run(
+        {LabProgram("bmtr.exe"), {"e", "i", "f", std::to_string(Cycles), "0.04", "1", RoutedNetwork::Server, "80"}});
     const auto after = m_network->Counts(1);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.output;
     const std::vector<Station> stations = ReadStations(outcome.output);
     Show("bmtr e", stations);
-    ASSERT_EQ(AddressesOf(stations), NetworkHops);
+    ASSERT_EQ(AddressesOf(stations), NetworkHops());
     EXPECT_EQ(stations[0].lossPercent, 0.0);
     const double missing = (stations[1].lossPercent + stations[2].lossPercent) * Cycles / 100.0;
     // The first cycle looks beyond the target, where nothing is counted.
@@ -451,13 +330,13 @@ TEST_F(ToolsTruthTest, LossAndJitterAreThoseOfPing)
     // Four standard errors of a share of so many.
     const double error = 4.0 * 100.0 * std::sqrt(Rate * (1.0 - Rate) / Count);
     auto fping = Start(Fping(Count, 40));
-    auto bmtr =
-        Start({Tool("bmtr.exe"), {"u", "i", "n", std::to_string(Count), "0.04", "1", RoutedNetwork::Server, "80"}});
+    auto bmtr = Start(
+        {LabProgram("bmtr.exe"), {"u", "i", "n", std::to_string(Count), "0.04", "1", RoutedNetwork::Server, "80"}});
     const std::vector<Station> truth = ReadFping(fping.get().output);
     const std::vector<Station> stations = ReadStations(bmtr.get().output);
     Show("fping", truth);
     Show("bmtr u", stations);
-    ASSERT_EQ(AddressesOf(stations), NetworkHops);
+    ASSERT_EQ(AddressesOf(stations), NetworkHops());
     // Two evenly spread delays, there and back, of 3 ms each way at most.
     const double deviation = 3.0 * std::sqrt(2.0 / 3.0);
     for (std::size_t i = 1; i < stations.size(); ++i)
@@ -476,9 +355,9 @@ TEST_F(ToolsTruthTest, AWayThatEndsNowhereIsShownAsFarAsItGoes)
 {
     NEED_NETWORK(EvenLinks);
     NEED_PROGRAM("mtr");
-    auto bmtr = Start({Tool("bmtr.exe"), {"s", "i", "f", "2", "0.3", "0.5", RoutedNetwork::Nowhere, "80"}});
+    auto bmtr = Start({LabProgram("bmtr.exe"), {"s", "i", "f", "2", "0.3", "0.5", RoutedNetwork::Nowhere, "80"}});
     auto mtr = Start(
-        {Tool("mtr"),
+        {LabProgram("mtr"),
          {"--json", "--timeout", "1", "-c", "2", "--interval", "0.3", "--end-verification", "-4",
           RoutedNetwork::Nowhere}});
     const Outcome fromBmtr = bmtr.get();
@@ -502,8 +381,8 @@ TEST_F(ToolsTruthTest, ToolsNeedNoMoreRightsThanTheAgentGivesThem)
         [this](const std::string& tool, const std::string& capabilities, const std::vector<std::string>& arguments)
     {
         // The built file may lie where nobody else may go.
-        const fs::path copy = fs::temp_directory_path() / (Folder().Path().filename().string() + "-" + tool);
-        fs::copy_file(Tool(tool), copy, fs::copy_options::overwrite_existing);
+        const fs::path copy = fs::temp_directory_path() / (m_programs->Folder().filename().string() + "-" + tool);
+        fs::copy_file(LabProgram(tool), copy, fs::copy_options::overwrite_existing);
         fs::permissions(copy, fs::perms(0755));
         std::vector<std::string> all = {
             "--reuid=65534",
@@ -527,14 +406,75 @@ TEST_F(ToolsTruthTest, ToolsNeedNoMoreRightsThanTheAgentGivesThem)
     EXPECT_EQ(tcping.exitCode, 0) << tcping.output;
     const Outcome bmtr = asNobody("bmtr.exe", ",+net_raw", {"s", "i", "n", "2", "0.3", "1", server, "80"});
     ASSERT_EQ(bmtr.exitCode, 0) << bmtr.output;
-    EXPECT_EQ(AddressesOf(ReadStations(bmtr.output)), NetworkHops);
+    EXPECT_EQ(AddressesOf(ReadStations(bmtr.output)), NetworkHops());
     const Outcome mtr =
         asNobody("mtr", ",+net_raw", {"--json", "-c", "2", "--interval", "1", "--timeout", "1", "-4", server});
     ASSERT_EQ(mtr.exitCode, 0) << mtr.output;
-    EXPECT_EQ(AddressesOf(ReadStations(mtr.output)), NetworkHops);
+    EXPECT_EQ(AddressesOf(ReadStations(mtr.output)), NetworkHops());
     const Outcome refused = asNobody("bmtr.exe", "", {"s", "i", "n", "1", "0.3", "1", server, "80"});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_THAT(refused.output, StartsWith("bmtr: a raw socket: "));
+}
+
+TEST_F(ToolsTruthTest, OurCurlTellsWhatTheSystemsTells)
+{
+    NEED_NETWORK(EvenLinks);
+    NEED_PROGRAM("curl");
+    constexpr std::uint16_t WebPort = 8080;
+    std::unique_ptr<HttpServer> server;
+    m_network->OnServer(
+        [&]
+        {
+            const TestSupport::HttpAnswer answer{404, 100ms, 50'000};
+            server = std::make_unique<HttpServer>(WebPort, HttpServer::Kind::Plain, answer);
+        });
+    const std::string port = std::to_string(WebPort);
+    const std::vector<std::string> arguments = {
+        "-w",
+        "%{json}",
+        "--resolve",
+        "server.lab.example:" + port + ":" + RoutedNetwork::Server,
+        "--max-time",
+        "15",
+        "--proto-default",
+        "http",
+        "-s",
+        "-o",
+        "/dev/null",
+        "-4",
+        "server.lab.example:" + port + "/status"};
+    const Call ours = {LabProgram("curl"), arguments};
+    const Call systems = {FindSystemProgram("curl"), arguments};
+    Integration::Compare(
+        Integration::Comparison("ours", "curl"), 3,
+        [&](Integration::Comparison& comparison)
+        {
+            constexpr std::array<const char*, 4> Times = {
+                "time_connect", "time_pretransfer", "time_starttransfer", "time_total"};
+            std::map<std::string, std::array<std::vector<double>, 2>> times;
+            for (int i = 0; i < 10; ++i)
+            {
+                const std::size_t side = static_cast<std::size_t>(i) % 2;
+                const Outcome outcome = Run(side == 0 ? ours : systems);
+                ASSERT_EQ(outcome.exitCode, 0) << outcome.output;
+                const rapidjson::Document report = Lab::Json::Parse(outcome.output);
+                for (const char* const time : Times)
+                {
+                    times[time][side].push_back(report[time].GetDouble() * 1000.0);
+                }
+                EXPECT_EQ(report["http_code"].GetInt(), 404);
+                EXPECT_EQ(report["size_download"].GetInt(), 50'000);
+                EXPECT_STREQ(report["remote_ip"].GetString(), RoutedNetwork::Server);
+            }
+            comparison.Note(systems);
+            for (const char* const time : Times)
+            {
+                const double reference = Median(times[time][1]);
+                comparison.Add(
+                    std::string(time) + ", median of 5, ms", Median(times[time][0]), reference,
+                    Integration::TimeLimit(reference));
+            }
+        });
 }
 
 TEST_F(ToolsTruthTest, CurlsPhasesAreThoseOfTheNetworkAndTheServer)

@@ -1,14 +1,14 @@
 #include "test.support-linkemulator.linux.hpp"
 
 #include "shared.time-clock.hpp"
+#include "test.support-descriptor.linux.hpp"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <deque>
+#include <mutex>
 #include <random>
-#include <system_error>
 #include <thread>
 
 #include <poll.h>
@@ -36,9 +36,15 @@ struct Packet
 class Direction
 {
 public:
-    Direction(int from, int to, const LinkSettings& settings, double lossPercent, std::uint32_t seed)
-        : m_from(from), m_to(to), m_settings(settings), m_lossPercent(lossPercent), m_random(seed)
+    Direction(int from, int to, const LinkSettings& settings, std::uint32_t seed)
+        : m_from(from), m_to(to), m_settings(settings), m_random(seed)
     {
+    }
+
+    void Change(const LinkSettings& settings)
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        m_settings = settings;
     }
 
     int GetSource() const noexcept
@@ -88,23 +94,30 @@ private:
 
     void Take(std::vector<std::uint8_t> bytes, nanoseconds now)
     {
+        const LinkSettings settings = Settings();
         ++m_seen;
-        if (std::uniform_real_distribution<double>(0.0, 100.0)(m_random) < m_lossPercent)
+        if (std::uniform_real_distribution<double>(0.0, 100.0)(m_random) < settings.lossPercent)
         {
             ++m_lost;
             return;
         }
-        const auto jitter = m_settings.jitter.count();
+        const auto jitter = settings.jitter.count();
         const std::chrono::microseconds deviation(
             std::uniform_int_distribution<std::int64_t>(-jitter, jitter)(m_random));
         const nanoseconds before = m_waiting.empty() ? nanoseconds(0) : m_waiting.back().due;
-        m_waiting.push_back({std::max(now + m_settings.delay + deviation, before), std::move(bytes)});
+        m_waiting.push_back({std::max(now + settings.delay + deviation, before), std::move(bytes)});
+    }
+
+    LinkSettings Settings() const
+    {
+        const std::lock_guard<std::mutex> lock(m_lock);
+        return m_settings;
     }
 
     int m_from;
     int m_to;
+    mutable std::mutex m_lock;
     LinkSettings m_settings;
-    double m_lossPercent;
     std::mt19937 m_random;
     std::deque<Packet> m_waiting;
     std::atomic<std::uint64_t> m_seen = 0;
@@ -120,6 +133,11 @@ void TakePrecedence() noexcept
     (void)::prctl(PR_SET_TIMERSLACK, 1UL);
 }
 
+LinkSettings WayBack(const LinkSettings& settings) noexcept
+{
+    return {settings.delay, settings.jitter, 0.0};
+}
+
 timespec UntilThen(nanoseconds due, nanoseconds now) noexcept
 {
     constexpr std::chrono::seconds Longest(1);
@@ -133,17 +151,13 @@ timespec UntilThen(nanoseconds due, nanoseconds now) noexcept
 class LinkEmulator::Carrier
 {
 public:
-    explicit Carrier(const std::vector<Link>& links) : m_stop(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    explicit Carrier(const std::vector<Link>& links) : m_stop(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")
     {
-        if (m_stop < 0)
-        {
-            throw std::system_error(errno, std::generic_category(), "eventfd");
-        }
         std::uint32_t seed = 1;
         for (const Link& link : links)
         {
-            m_directions.emplace_back(link.near, link.far, link.settings, link.settings.lossPercent, seed++);
-            m_directions.emplace_back(link.far, link.near, link.settings, 0.0, seed++);
+            m_directions.emplace_back(link.near, link.far, link.settings, seed++);
+            m_directions.emplace_back(link.far, link.near, WayBack(link.settings), seed++);
         }
         m_thread = std::thread([this] { Carry(); });
     }
@@ -154,9 +168,14 @@ public:
     ~Carrier()
     {
         const std::uint64_t one = 1;
-        (void)!::write(m_stop, &one, sizeof one);
+        (void)!::write(m_stop.Get(), &one, sizeof one);
         m_thread.join();
-        ::close(m_stop);
+    }
+
+    void Change(std::size_t link, const LinkSettings& settings)
+    {
+        m_directions.at(2 * link).Change(settings);
+        m_directions.at(2 * link + 1).Change(WayBack(settings));
     }
 
     LinkCounts Counts(std::size_t link) const
@@ -168,7 +187,7 @@ private:
     void Carry()
     {
         TakePrecedence();
-        std::vector<pollfd> entries = {{m_stop, POLLIN, 0}};
+        std::vector<pollfd> entries = {{m_stop.Get(), POLLIN, 0}};
         for (const Direction& direction : m_directions)
         {
             entries.push_back({direction.GetSource(), POLLIN, 0});
@@ -188,7 +207,7 @@ private:
         }
     }
 
-    int m_stop;
+    Descriptor m_stop;
     std::deque<Direction> m_directions;
     std::thread m_thread;
 };
@@ -198,6 +217,11 @@ LinkEmulator::LinkEmulator(const std::vector<Link>& links) : m_carrier(std::make
 }
 
 LinkEmulator::~LinkEmulator() = default;
+
+void LinkEmulator::Change(std::size_t link, const LinkSettings& settings)
+{
+    m_carrier->Change(link, settings);
+}
 
 LinkCounts LinkEmulator::Counts(std::size_t link) const
 {

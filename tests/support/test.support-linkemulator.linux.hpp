@@ -46,6 +46,9 @@ public:
     LinkEmulator& operator=(const LinkEmulator&) = delete;
     ~LinkEmulator();
 
+    /// What the link does to packets from now on; those on their way keep their delay. Any thread.
+    void Change(std::size_t link, const LinkSettings& settings);
+
     /// Since the beginning. Any thread.
     LinkCounts Counts(std::size_t link) const;
 

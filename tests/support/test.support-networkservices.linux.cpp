@@ -1,5 +1,7 @@
 #include "test.support-networkservices.linux.hpp"
 
+#include "test.support-descriptor.linux.hpp"
+
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -33,34 +35,6 @@ namespace
 
 /// What one side waits for the other at most.
 constexpr timeval PeerLimit = {10, 0};
-
-class Descriptor
-{
-public:
-    Descriptor(int number, const char* what) : m_number(number)
-    {
-        if (m_number < 0)
-        {
-            throw std::system_error(errno, std::generic_category(), what);
-        }
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-
-    ~Descriptor()
-    {
-        ::close(m_number);
-    }
-
-    int Get() const noexcept
-    {
-        return m_number;
-    }
-
-private:
-    int m_number;
-};
 
 std::uint16_t Bind(int socket, std::uint16_t port)
 {

@@ -1,5 +1,6 @@
 #include "test.support-routednetwork.linux.hpp"
 
+#include "test.support-descriptor.linux.hpp"
 #include "test.support-temporaryfolder.hpp"
 
 #include <cerrno>
@@ -7,7 +8,6 @@
 #include <cstring>
 #include <exception>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -31,38 +31,6 @@ class Obstacle : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
-};
-
-class Descriptor
-{
-public:
-    explicit Descriptor(int number) noexcept : m_number(number)
-    {
-    }
-
-    Descriptor(Descriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1))
-    {
-    }
-
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor& operator=(Descriptor&&) = delete;
-
-    ~Descriptor()
-    {
-        if (m_number >= 0)
-        {
-            ::close(m_number);
-        }
-    }
-
-    int Get() const noexcept
-    {
-        return m_number;
-    }
-
-private:
-    int m_number;
 };
 
 /// A thread that has left its namespaces cannot be used for anything else.
@@ -108,7 +76,7 @@ void Command(const std::string& command)
 class Node
 {
 public:
-    Node() : m_namespace(MakeNamespace())
+    Node() : m_namespace(MakeNamespace(), "a network namespace")
     {
     }
 
@@ -138,7 +106,7 @@ public:
                 Command("ip link set " + name + " up");
                 Command("ip address add " + address + "/30 dev " + name);
             });
-        return Descriptor(device);
+        return {device, "a TUN device"};
     }
 
 private:
@@ -250,6 +218,11 @@ void RoutedNetwork::OnClient(const std::function<void()>& inside) const
 void RoutedNetwork::OnServer(const std::function<void()>& inside) const
 {
     m_parts->server.In(inside);
+}
+
+void RoutedNetwork::Change(std::size_t link, const LinkSettings& settings)
+{
+    m_parts->emulator->Change(link, settings);
 }
 
 LinkCounts RoutedNetwork::Counts(std::size_t link) const

@@ -38,6 +38,8 @@ public:
     void OnClient(const std::function<void()>& inside) const;
     void OnServer(const std::function<void()>& inside) const;
 
+    /// As those of the emulator.
+    void Change(std::size_t link, const LinkSettings& settings);
     LinkCounts Counts(std::size_t link) const;
 
 private:

@@ -19,14 +19,17 @@ using Shared::Exception::LogicException;
 std::int32_t DrawDelay(const Scheduler::Draw& draw, std::int64_t windowMs)
 {
     using Limits = std::numeric_limits<std::int32_t>;
-    const auto window = static_cast<std::int32_t>(static_cast<std::uint32_t>(windowMs));
-    if (window >= 1)
+    constexpr std::uint32_t longest = Limits::max();
+    constexpr auto lowest = static_cast<std::uint32_t>(Limits::min());
+    const auto window = static_cast<std::uint32_t>(windowMs);
+    if (window >= 1 && window <= longest)
     {
-        return draw(1, window);
+        return draw(1, static_cast<std::int32_t>(window));
     }
-    // A range that ends before it begins goes once round all numbers: any of them, moved on by the range's begin.
-    const auto any = static_cast<std::uint32_t>(draw(Limits::min(), Limits::max()));
-    return static_cast<std::int32_t>(any + 1U);
+    // Wider than what can be drawn from 1 upwards: drawn from the lowest number upwards and moved to 1. The range from 1
+    // to 0 goes once round all numbers.
+    const auto drawn = draw(Limits::min(), static_cast<std::int32_t>(lowest + (window - 1U)));
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(drawn) - lowest + 1U);
 }
 
 void SortByDelay(std::vector<ScheduledTest>& tests)

@@ -49,9 +49,9 @@ public:
     Scheduler& operator=(const Scheduler&) = delete;
     virtual ~Scheduler() = default;
 
-    /// Adds the tests 0 to `count` - 1 of a kind, each to start at a time drawn from the first `windowMs` milliseconds; of
-    /// the window, the lowest 32 bits count. A negative window has room for no test. One of 0 has no lower end: what is
-    /// drawn is any 32-bit number, and a negative one is due at once.
+    /// Adds the tests 0 to `count` - 1 of a kind, each to start at a time drawn from 1 to `windowMs` milliseconds. A
+    /// negative window has room for no test. Of others the lowest 32 bits count, and what is drawn from them is taken as a
+    /// number with a sign, by which a time below 0 is due at once. A window of 0 draws any 32-bit number.
     virtual void AddTests(TestType type, std::uint32_t count, std::int64_t windowMs);
 
     /// Sets the timer for the next test, or cancels it when there is none left. To be called once when all tests have been

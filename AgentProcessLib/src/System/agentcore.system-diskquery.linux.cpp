@@ -23,18 +23,6 @@ namespace
 
 constexpr unsigned MegabyteShift = 20;
 
-/// The volume that is mounted there; null when none is, or none that may be asked.
-const Volume* FindVolume(const std::vector<Volume>& volumes, const std::string& mountPoint)
-{
-    const auto found = std::find_if(
-        volumes.begin(), volumes.end(),
-        [&mountPoint](const Volume& volume) {
-            return std::find(volume.mountPoints.begin(), volume.mountPoints.end(), mountPoint) !=
-                volume.mountPoints.end();
-        });
-    return found == volumes.end() ? nullptr : &*found;
-}
-
 } // namespace
 
 LinuxDiskQuerier::LinuxDiskQuerier(std::string root, RoomQuery queryRoom)
@@ -53,31 +41,44 @@ void LinuxDiskQuerier::Query(const std::vector<LogicalDisk>& logicalDisks, const
     const auto volumes = SelectVolumes(ParseMountInfo(*mounts), ofNoInterest);
     const auto diskStats = Shared::System::ReadProcFile(m_root + "/proc/diskstats");
     const auto stats = ParseDiskStats(diskStats ? std::string_view{*diskStats} : std::string_view{});
+    const auto places = FindPlaces(volumes);
     for (const auto& disk : logicalDisks)
     {
-        if (const auto record = Sample(disk.name(), volumes, stats))
+        const auto place = places.find(Shared::Util::ConvertStringType(disk.name()));
+        if (place == places.end())
+        {
+            Report(disk.name(), "it is not mounted, or behind what could keep the query waiting");
+        }
+        else if (const auto record = Sample(disk.name(), place->second, stats))
         {
             visit(*record);
         }
     }
 }
 
-std::optional<LogicalDiskSampleRecord> LinuxDiskQuerier::Sample(
-    const std::string& name, const std::vector<Volume>& volumes, const std::vector<DiskStat>& stats)
+std::map<std::wstring, LinuxDiskQuerier::Place> LinuxDiskQuerier::FindPlaces(const std::vector<Volume>& volumes)
 {
-    const auto* const volume = FindVolume(volumes, name);
-    if (volume == nullptr)
+    std::map<std::wstring, Place> places;
+    for (const auto& volume : volumes)
     {
-        Report(name, "it is not mounted, or behind what could keep the query waiting");
-        return std::nullopt;
+        for (const auto& mountPoint : volume.mountPoints)
+        {
+            places.try_emplace(Shared::Util::ConvertStringType(mountPoint), Place{&volume, &mountPoint});
+        }
     }
-    const auto room = m_queryRoom(m_root + name);
+    return places;
+}
+
+std::optional<LogicalDiskSampleRecord> LinuxDiskQuerier::Sample(
+    const std::string& name, const Place& place, const std::vector<DiskStat>& stats)
+{
+    const auto room = m_queryRoom(m_root + *place.mountPoint);
     if (!room)
     {
         Report(name, Shared::Exception::TranslateWin32Error(static_cast<std::uint32_t>(errno)));
         return std::nullopt;
     }
-    const auto queueLength = FindQueueLength(*volume, stats);
+    const auto queueLength = FindQueueLength(*place.volume, stats);
     if (!queueLength)
     {
         Report(name, "the kernel does not tell the queue of its device");

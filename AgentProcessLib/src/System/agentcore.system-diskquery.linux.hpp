@@ -6,6 +6,7 @@
 #include "agentcore.system-volumes.linux.hpp"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -28,8 +29,17 @@ public:
     void Query(const std::vector<LogicalDisk>& logicalDisks, const Visitor& visit) override;
 
 private:
+    /// Where a volume can be asked; parts of a list of volumes.
+    struct Place
+    {
+        const Volume* volume;
+        const std::string* mountPoint;
+    };
+
+    /// All places by the names that the inventory gives them: a mount point may be any bytes, a name is text.
+    static std::map<std::wstring, Place> FindPlaces(const std::vector<Volume>& volumes);
     std::optional<LogicalDiskSampleRecord> Sample(
-        const std::string& name, const std::vector<Volume>& volumes, const std::vector<DiskStat>& stats);
+        const std::string& name, const Place& place, const std::vector<DiskStat>& stats);
     std::optional<std::int32_t> FindQueueLength(const Volume& volume, const std::vector<DiskStat>& stats) const;
     /// Logs what is not told: as a warning the first time that it is said of this disk, later for debugging.
     void Report(const std::string& name, std::string_view reason);

@@ -1,6 +1,8 @@
 #include "agentcore.system-processsource.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <utility>
 
 #include "shared.exception-exceptions.hpp"
@@ -28,7 +30,9 @@ std::wstring ReadImagePath(HANDLE process)
     {
         throw Win32Exception("GetModuleFileNameExW() failed", Shared::Platform::LastError());
     }
-    return {buffer.data(), length};
+    // A path that was cut may be told with the null character at its end.
+    const auto* const begin = buffer.data();
+    return {begin, std::find(begin, begin + std::min<std::size_t>(length, buffer.size()), L'\0')};
 }
 
 std::uint64_t ReadWorkingSet(HANDLE process)

@@ -1,7 +1,6 @@
 #include "shared.system-processes.hpp"
 
 #include <cerrno>
-#include <charconv>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +13,7 @@
 #include "shared.raii-nativehandle.linux.hpp"
 #include "shared.system-processstat.hpp"
 #include "shared.system-procfile.linux.hpp"
+#include "shared.util-numbers.hpp"
 
 #include <dirent.h>
 #include <sys/syscall.h>
@@ -24,14 +24,6 @@ namespace Shared::System
 
 namespace
 {
-
-template <typename Number>
-std::optional<Number> ParseNumber(std::string_view text)
-{
-    Number value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional{value} : std::nullopt;
-}
 
 /// The number behind `label` in lines of the form "label value".
 std::optional<std::int64_t> FindLine(std::string_view text, std::string_view label)
@@ -44,7 +36,7 @@ std::optional<std::int64_t> FindLine(std::string_view text, std::string_view lab
         {
             line.remove_prefix(label.size());
             const auto start = line.find_first_not_of(" \t");
-            return start == std::string_view::npos ? std::nullopt : ParseNumber<std::int64_t>(line.substr(start));
+            return start == std::string_view::npos ? std::nullopt : Util::ParseNumber<std::int64_t>(line.substr(start));
         }
         if (end == std::string_view::npos)
         {
@@ -99,7 +91,7 @@ std::vector<std::uint32_t> EnumerateProcessIds()
         {
             break;
         }
-        if (const auto id = ParseNumber<std::uint32_t>(entry->d_name))
+        if (const auto id = Util::ParseNumber<std::uint32_t>(entry->d_name))
         {
             ids.push_back(*id);
         }

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <limits>
-#include <system_error>
+
+#include "shared.util-numbers.hpp"
 
 namespace Shared::System
 {
@@ -38,13 +38,6 @@ std::string_view TakeWord(std::string_view& text) noexcept
     return word;
 }
 
-std::optional<std::uint64_t> ParseNumber(std::string_view text) noexcept
-{
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc{} && end == text.data() + text.size() ? std::optional{value} : std::nullopt;
-}
-
 } // namespace
 
 std::optional<ProcessStat> ParseProcessStat(std::string_view text) noexcept
@@ -64,7 +57,7 @@ std::optional<ProcessStat> ParseProcessStat(std::string_view text) noexcept
         {
             TakeWord(text);
         }
-        const auto value = ParseNumber(TakeWord(text));
+        const auto value = Util::ParseNumber<std::uint64_t>(TakeWord(text));
         ++next;
         if (!value || *value > field.most)
         {

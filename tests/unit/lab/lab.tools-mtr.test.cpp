@@ -131,6 +131,23 @@ TEST(MtrOutputTest, MembersOfOtherTypesAreLeftAtTheirDefaults)
     EXPECT_EQ(path.hops[3].lossPercent, 100.0);
 }
 
+TEST(MtrOutputTest, ANameMayBeAnythingButAnAddressIsOneInNumbers)
+{
+    const auto read = [](const std::string& host)
+    {
+        return ReadMtrOutput(R"json({"report": {"mtr": {}, "hubs": [{"host": ")json" + host + R"json("}]}})json")
+            .hops.at(0);
+    };
+    EXPECT_EQ(read("a (b (192.0.2.1)").host, "a (b");
+    EXPECT_EQ(read("a (b (192.0.2.1)").address, "192.0.2.1");
+    for (const char* const host :
+         {"router.example", "router.example (nobody)", "router.example ()", "192.0.2.256", "192.0.2.1 ("})
+    {
+        EXPECT_EQ(read(host).host, "???") << host;
+        EXPECT_EQ(read(host).address, "") << host;
+    }
+}
+
 TEST(MtrOutputTest, AnEndlessListOfHopsIsRefused)
 {
     std::string text = R"json({"report": {"mtr": {}, "hubs": [{})json";

@@ -50,9 +50,10 @@ TEST_F(RunFolderTest, WithoutAConnectorThereIsNone)
     EXPECT_FALSE(fs::exists(folder.agent / "VELPortalProcess.exe"));
 }
 
-TEST_F(RunFolderTest, ToolsLieInBinBesideTheSystemsCurl)
+TEST_F(RunFolderTest, ToolsLieInBinAndCurlIsTheSystemsIfItHasOne)
 {
-    for (const std::string& tool : {Lab::ProgramName("tcping"), Lab::ProgramName("mtr"), std::string("bmtr.exe")})
+    const std::string curl = Lab::ProgramName("curl");
+    for (const std::string& tool : {Lab::ProgramName("tcping"), Lab::ProgramName("mtr"), std::string("bmtr.exe"), curl})
     {
         TestSupport::WriteFile(m_folder.Path() / tool, tool);
     }
@@ -62,8 +63,9 @@ TEST_F(RunFolderTest, ToolsLieInBinBesideTheSystemsCurl)
     {
         EXPECT_EQ(TestSupport::ReadFile(folder.agent / "bin" / tool), tool);
     }
+    const fs::path systems = Lab::Tools::FindSystemProgram("curl");
     EXPECT_EQ(
-        fs::exists(folder.agent / "bin" / Lab::ProgramName("curl")), !Lab::Tools::FindSystemProgram("curl").empty());
+        TestSupport::ReadFile(folder.agent / "bin" / curl), systems.empty() ? curl : TestSupport::ReadFile(systems));
 }
 
 TEST_F(RunFolderTest, WithoutToolsThereAreNone)

@@ -3,9 +3,16 @@
 #include <array>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
+#include <fmt/format.h>
+
+#include "test.support-time.hpp"
+
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,35 +23,8 @@ namespace Contract
 namespace
 {
 
+using namespace std::chrono_literals;
 using Shared::System::CpuTime;
-
-std::int64_t UsedNanoseconds()
-{
-    timespec used{};
-    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-    return used.tv_sec * 1'000'000'000LL + used.tv_nsec;
-}
-
-[[noreturn]] void RunOrders(int orders, int answers)
-{
-    std::int64_t milliseconds = 0;
-    while (::read(orders, &milliseconds, sizeof(milliseconds)) == sizeof(milliseconds))
-    {
-        const auto end = UsedNanoseconds() + milliseconds * 1'000'000;
-        while (UsedNanoseconds() < end)
-        {
-        }
-        const auto written = ::write(answers, &milliseconds, sizeof(milliseconds));
-        if (written != sizeof(milliseconds))
-        {
-            break;
-        }
-    }
-    while (true)
-    {
-        ::pause();
-    }
-}
 
 CpuTime ToCpuTime(const timeval& time)
 {
@@ -52,36 +32,36 @@ CpuTime ToCpuTime(const timeval& time)
         std::chrono::duration_cast<CpuTime>(std::chrono::microseconds{time.tv_usec});
 }
 
+/// Runs in the new process, between fork() and exec(). The script takes its memory and stands still until it may work.
+[[noreturn]] void BecomeProgram(const char* imagePath, const char* script)
+{
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::execl(imagePath, "sh", "-c", script, static_cast<char*>(nullptr));
+    ::_exit(127);
+}
+
 } // namespace
 
-Burner::Burner()
+Burner::Burner(const std::string& imagePath, std::size_t moreMemory)
 {
-    std::array<int, 2> orders{};
-    std::array<int, 2> answers{};
-    if (::pipe(orders.data()) != 0 || ::pipe(answers.data()) != 0)
-    {
-        throw std::runtime_error("pipe() failed");
-    }
+    std::filesystem::copy_file(std::filesystem::canonical("/bin/sh"), imagePath);
+    const auto script =
+        fmt::format("memory=$(printf '%{}s' .); kill -STOP $$; while :; do :; done", moreMemory == 0 ? 1 : moreMemory);
     m_id = ::fork();
     if (m_id == 0)
     {
-        RunOrders(orders[0], answers[1]);
+        BecomeProgram(imagePath.c_str(), script.c_str());
     }
-    ::close(orders[0]);
-    ::close(answers[1]);
-    m_orders = orders[1];
-    m_answers = answers[0];
     if (m_id < 0)
     {
         throw std::runtime_error("fork() failed");
     }
+    AwaitStandstill();
 }
 
 Burner::~Burner()
 {
     EndAndTellUsage();
-    ::close(m_orders);
-    ::close(m_answers);
 }
 
 std::uint32_t Burner::Id() const noexcept
@@ -89,14 +69,33 @@ std::uint32_t Burner::Id() const noexcept
     return static_cast<std::uint32_t>(m_id);
 }
 
-void Burner::Burn(std::chrono::milliseconds amount) const
+void Burner::Burn(CpuTime amount) const
 {
-    std::int64_t milliseconds = amount.count();
-    if (::write(m_orders, &milliseconds, sizeof(milliseconds)) != sizeof(milliseconds) ||
-        ::read(m_answers, &milliseconds, sizeof(milliseconds)) != sizeof(milliseconds))
+    const TestSupport::Stopwatch watch;
+    const auto end = Used() + amount;
+    ::kill(m_id, SIGCONT);
+    while (Used() < end)
     {
-        throw std::runtime_error("the burner does not answer");
+        if (watch.ElapsedMs() > TestSupport::LimitMs)
+        {
+            throw std::runtime_error("the burner gets no processor");
+        }
+        std::this_thread::sleep_for(1ms);
     }
+    ::kill(m_id, SIGSTOP);
+    AwaitStandstill();
+}
+
+CpuTime Burner::Used() const
+{
+    ::clockid_t clock{};
+    timespec used{};
+    if (::clock_getcpuclockid(m_id, &clock) != 0 || ::clock_gettime(clock, &used) != 0)
+    {
+        throw std::runtime_error("the burner has no clock");
+    }
+    return std::chrono::seconds{used.tv_sec} +
+        std::chrono::duration_cast<CpuTime>(std::chrono::nanoseconds{used.tv_nsec});
 }
 
 void Burner::End() const
@@ -117,6 +116,18 @@ CpuTime Burner::EndAndTellUsage()
     rusage usage{};
     ::wait4(id, nullptr, 0, &usage);
     return ToCpuTime(usage.ru_utime) + ToCpuTime(usage.ru_stime);
+}
+
+void Burner::AwaitStandstill() const
+{
+    ::siginfo_t information{};
+    ::waitid(P_PID, static_cast<::id_t>(m_id), &information, WSTOPPED | WEXITED | WNOWAIT);
+    const bool hasStopped = information.si_code == CLD_STOPPED;
+    if (!hasStopped)
+    {
+        throw std::runtime_error("the burner has ended by itself");
+    }
+    ::waitid(P_PID, static_cast<::id_t>(m_id), &information, WSTOPPED);
 }
 
 } // namespace Contract

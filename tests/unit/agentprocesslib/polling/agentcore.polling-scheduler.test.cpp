@@ -258,13 +258,14 @@ TEST(SchedulerTest, NoMtrConfigurationsLeaveTheGatewaysTestAlone)
 TEST(SchedulerTest, AWindowOfZeroDrawsAnyNumberAndMovesItByOne)
 {
     FakeTimer timer;
-    GivenNumbers numbers({41, Highest, -1});
+    GivenNumbers numbers({Lowest + 41, -1, Highest});
     Scheduler scheduler(timer, numbers.AsDraw());
     scheduler.AddTests(TestType::Curl, 3, 0);
     EXPECT_THAT(
         numbers.ranges,
         ElementsAre(std::pair(Lowest, Highest), std::pair(Lowest, Highest), std::pair(Lowest, Highest)));
-    // Times: 42, the lowest number, 0. The lowest comes first and is no gap; the others follow it far behind.
+    // Counted from the lowest number, 41, half of all and the last of all; with one more, the times are 42, the lowest
+    // number and 0. The lowest comes first and is no gap; the others follow it far behind.
     scheduler.ScheduleNext();
     EXPECT_EQ(scheduler.GetLastScheduled(), (ScheduledTest{1, TestType::Curl, Lowest}));
     scheduler.ScheduleNext();
@@ -281,6 +282,29 @@ TEST(SchedulerTest, OfAWindowTheLowest32BitsCount)
     scheduler.AddTests(TestType::Curl, 1, (std::int64_t{1} << 32) + 500);
     scheduler.AddTests(TestType::Curl, 1, std::int64_t{1} << 32);
     EXPECT_THAT(numbers.ranges, ElementsAre(std::pair(1, 500), std::pair(Lowest, Highest)));
+}
+
+TEST(SchedulerTest, AWindowThatIsLongerThanANumberWithASignIsDrawnFromOneUpwardsAllTheSame)
+{
+    FakeTimer timer;
+    GivenNumbers numbers({Lowest, Lowest, Lowest + 9, 852'516'351});
+    Scheduler scheduler(timer, numbers.AsDraw());
+    scheduler.AddTests(TestType::Curl, 1, std::int64_t{1} << 31);
+    scheduler.AddTests(TestType::Mtr, 3, 3'000'000'000);
+    EXPECT_THAT(
+        numbers.ranges,
+        ElementsAre(
+            std::pair(Lowest, -1), std::pair(Lowest, 852'516'351), std::pair(Lowest, 852'516'351),
+            std::pair(Lowest, 852'516'351)));
+    // Times: 1, 1, 10, and 3'000'000'000, which with a sign is -1'294'967'296 and the first of all.
+    scheduler.ScheduleNext();
+    EXPECT_EQ(scheduler.GetLastScheduled(), (ScheduledTest{2, TestType::Mtr, -1'294'967'296}));
+    scheduler.ScheduleNext();
+    EXPECT_EQ(scheduler.GetLastScheduled().delayMs, 0);
+    scheduler.ScheduleNext();
+    EXPECT_EQ(scheduler.GetLastScheduled(), (ScheduledTest{1, TestType::Mtr, 9}));
+    scheduler.ScheduleNext();
+    EXPECT_EQ(scheduler.GetLastScheduled().delayMs, 1'294'967'297);
 }
 
 TEST(SchedulerTest, OneTestWaitsForTheTimeThatItDrew)

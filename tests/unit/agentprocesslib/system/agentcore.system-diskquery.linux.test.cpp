@@ -7,11 +7,13 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "shared.exception-exceptions.hpp"
 #include "shared.log-functions.hpp"
+#include "shared.util-functions.hpp"
 #include "test.support-capturedlog.hpp"
 #include "test.support-exceptions.hpp"
 #include "test.support-temporaryfolder.hpp"
@@ -79,8 +81,7 @@ protected:
             disks,
             [&rows](const LogicalDiskSampleRecord& record)
             {
-                const auto name = record.name.value();
-                rows[std::string(name.begin(), name.end())] = {
+                rows[Shared::Util::ConvertStringType(record.name.value())] = {
                     record.freeMegabytes.value(), record.currentDiskQueueLength.value()};
             });
         return rows;
@@ -124,6 +125,47 @@ TEST_F(LinuxDiskQuerierTest, WhatANetworkServesIsNeverAsked)
     EXPECT_EQ(m_log.Count(Level::Warning, "is not told whole: it is not mounted, or behind"), 3U);
 }
 
+TEST_F(LinuxDiskQuerierTest, ADiskIsAskedNoMoreOnceANetworkHasTakenItsPlace)
+{
+    auto querier = MakeQuerier();
+    EXPECT_EQ(Query(querier, {"/"}).size(), 1U);
+    const std::string root = "22 1 8:2 / / rw - ext4 /dev/sda2 rw\n";
+    const std::string stick = "40 22 8:17 / /mnt/stick rw - vfat /dev/sdb1 rw\n";
+    m_tree.AddFile("/proc/self/mountinfo", root + stick);
+    EXPECT_EQ(Query(querier, {"/mnt/stick"}).size(), 1U);
+    m_asked.clear();
+    // Over the disk itself, and over the way to it.
+    for (const auto* const share :
+         {"41 40 0:31 / /mnt/stick rw - nfs4 files:/share rw\n", "41 22 0:31 / /mnt rw - fuse.sshfs files:/ rw\n"})
+    {
+        m_tree.AddFile("/proc/self/mountinfo", root + stick + share);
+        EXPECT_THAT(Query(querier, {"/mnt/stick"}), IsEmpty()) << share;
+    }
+    EXPECT_THAT(m_asked, IsEmpty());
+}
+
+TEST_F(LinuxDiskQuerierTest, ADiskOfAnyNameIsFoundByTheNameThatTheInventoryGivesIt)
+{
+    m_tree.AddFile(
+        "/proc/self/mountinfo",
+        "22 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
+        "40 22 8:17 / /media/my\\040\"stick\"\\134 rw - vfat /dev/sdb1 rw\n"
+        "41 22 8:33 / /media/\xFFodd\xC3\xBC rw - vfat /dev/sdc1 rw\n"
+        "42 22 8:49 / /media/two\\012lines rw - vfat /dev/sdd1 rw\n");
+    m_tree.AddFile(
+        "/proc/diskstats",
+        "8 17 sdb1 1 2 3 4 5 6 7 8 1 10 11\n8 33 sdc1 1 2 3 4 5 6 7 8 2 10 11\n8 49 sdd1 1 2 3 4 5 6 7 8 3 10 11\n");
+    auto querier = MakeQuerier();
+    // Bytes that are no text are not in the name, but the disk is asked at where it is.
+    EXPECT_THAT(
+        Query(querier, {"/media/my \"stick\"\\", "/media/odd\xC3\xBC", "/media/two\nlines"}),
+        ElementsAre(
+            Pair("/media/my \"stick\"\\", Row{700, 1}), Pair("/media/odd\xC3\xBC", Row{700, 2}),
+            Pair("/media/two\nlines", Row{700, 3})));
+    EXPECT_THAT(m_asked, ElementsAre("/media/my \"stick\"\\", "/media/\xFFodd\xC3\xBC", "/media/two\nlines"));
+    EXPECT_THAT(m_log.Lines(), IsEmpty());
+}
+
 TEST_F(LinuxDiskQuerierTest, ADiskThatVanishesHasNoRowFromThenOnAndOneAgainWhenItIsBack)
 {
     auto querier = MakeQuerier();
@@ -154,6 +196,17 @@ TEST_F(LinuxDiskQuerierTest, DamagedTextsTellNothing)
     EXPECT_THAT(Query(querier, {"/"}), ElementsAre(Pair("/", Row{700, 0})));
     m_tree.AddFile("/proc/self/mountinfo", "22 1 8:2 / /");
     EXPECT_THAT(Query(querier, {"/"}), IsEmpty());
+}
+
+TEST_F(LinuxDiskQuerierTest, ListsOfEverNewDisksDoNotFillItsMemory)
+{
+    auto querier = MakeQuerier();
+    for (int i = 0; i < 300; ++i)
+    {
+        EXPECT_THAT(Query(querier, {fmt::format("/disk-{}", i)}), IsEmpty());
+    }
+    EXPECT_EQ(m_log.Count(Level::Warning, "is not told whole"), 256U);
+    EXPECT_EQ(m_log.Count(Level::Debug, "is not told whole"), 44U);
 }
 
 TEST_F(LinuxDiskQuerierTest, WithoutTheListOfMountsTheQueryFails)

@@ -113,7 +113,12 @@ TEST_F(LinuxProcessSourceTest, AProgramThatWasReplacedKeepsItsName)
 TEST_F(LinuxProcessSourceTest, APathOfAnyBytesIsTold)
 {
     AddProcess(7, "/opt/\xFFtool", 20);
-    EXPECT_EQ(LinuxProcessSource(m_tree.Root()).Capture(7)->imagePath, L"/opt/tool");
+    AddProcess(8, "/opt/a b (c)\n/d", 20);
+    AddProcess(9, "/" + std::string(4000, 'x'), 20);
+    LinuxProcessSource source(m_tree.Root());
+    EXPECT_EQ(source.Capture(7)->imagePath, L"/opt/tool");
+    EXPECT_EQ(source.Capture(8)->imagePath, L"/opt/a b (c)\n/d");
+    EXPECT_EQ(source.Capture(9)->imagePath, L"/" + std::wstring(4000, L'x'));
 }
 
 TEST_F(LinuxProcessSourceTest, AProcessWithoutAProgramIsNone)
@@ -159,6 +164,20 @@ TEST_F(LinuxProcessSourceTest, AnotherProcessWithTheSameIdIsNeverTakenForTheKept
     EXPECT_EQ(CodeOf(*capture->process), static_cast<std::uint32_t>(ESRCH));
     m_tree.Remove("/proc/7");
     EXPECT_EQ(CodeOf(*capture->process), static_cast<std::uint32_t>(ESRCH));
+}
+
+TEST_F(LinuxProcessSourceTest, ATextThatIsDamagedLaterIsAFailure)
+{
+    AddProcess(7, "/usr/bin/tool", 20);
+    const auto capture = LinuxProcessSource(m_tree.Root()).Capture(7);
+    const auto whole = MakeStat(7, 20, 5, 33, 10);
+    for (const auto& text : {std::string{}, whole.substr(0, 40), MakeStat(7, 1ULL << 60U, 5, 33, 10)})
+    {
+        SetStat(7, text);
+        EXPECT_EQ(CodeOf(*capture->process), static_cast<std::uint32_t>(ENODATA)) << text;
+    }
+    SetStat(7, whole);
+    EXPECT_EQ(capture->process->ReadCpuTime(), capture->cpuTime);
 }
 
 TEST_F(LinuxProcessSourceTest, WithoutProcEveryCaptureFails)

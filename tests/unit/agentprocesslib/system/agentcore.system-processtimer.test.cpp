@@ -294,6 +294,41 @@ TEST_F(ProcessTimerTest, AProcessThatIsGoneCountsNoMoreAndTakesNobodysPlace)
     EXPECT_EQ(m_log.Lines().size(), 2U);
 }
 
+TEST_F(ProcessTimerTest, WhenAllProcessesAreGoneNobodyIsNamed)
+{
+    Add(L"/a", 0, 1);
+    Add(L"/b", 0, 1);
+    m_timer.FirstCapture();
+    At(0).isGone = true;
+    At(1).isGone = true;
+    m_timer.FinalCapture();
+    const auto [cpu, memory] = TopConsumers(m_timer);
+    EXPECT_EQ(cpu.processes_size(), 0);
+    EXPECT_EQ(memory.processes_size(), 0);
+}
+
+TEST_F(ProcessTimerTest, AMachineThatDoesNotListItsProcessesFailsTheFirstCapture)
+{
+    class NoList final : public ProcessSource
+    {
+    public:
+        std::vector<std::uint32_t> EnumerateProcessIds() override
+        {
+            throw Win32Exception("EnumProcesses() failed", 5);
+        }
+
+        std::optional<ProcessCapture> Capture(std::uint32_t) override
+        {
+            return std::nullopt;
+        }
+    };
+
+    ProcessTimer timer(5, std::make_unique<NoList>(), [] { return 1000U; });
+    EXPECT_EQ(TestSupport::Win32Text([&timer] { timer.FirstCapture(); }), "EnumProcesses() failed");
+    timer.FinalCapture();
+    EXPECT_EQ(TopConsumers(timer).first.processes_size(), 0);
+}
+
 TEST_F(ProcessTimerTest, ProcessesThatCameLaterAreNotSeen)
 {
     Add(L"/a", 0, 1);

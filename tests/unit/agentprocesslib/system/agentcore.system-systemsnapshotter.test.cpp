@@ -36,6 +36,7 @@ struct Machine
     SystemTimes times{100, 150, 200};
     bool areTimesBroken = false;
     std::vector<WirelessLan> wlans;
+    bool areWlansBroken = false;
     std::vector<LogicalDiskSampleRecord> disks;
     bool areDisksBroken = false;
     int diskQueries = 0;
@@ -50,6 +51,10 @@ public:
 
     std::vector<WirelessLan> GetWlanStats() override
     {
+        if (e_machine.areWlansBroken)
+        {
+            throw Shared::Exception::RuntimeException("the wireless links are broken");
+        }
         return e_machine.wlans;
     }
 
@@ -305,6 +310,26 @@ TEST_F(SystemSnapshotterTest, DisksTellTheirQueueReducedAndTheirLastRoom)
     EXPECT_THAT(m_snapshotter.GetLogicalDiskSnapshot(m_disks), IsEmpty());
 }
 
+TEST_F(SystemSnapshotterTest, TheLongestQueueIsAtLeastMinusOneAndTheShortestHasNoSuchLimit)
+{
+    SnapshotWithQueue(-7, 1);
+    SnapshotWithQueue(-2, 1);
+    const auto disk = m_snapshotter.GetLogicalDiskSnapshot(m_disks).at(0);
+    EXPECT_EQ(disk.min_disk_queue_length(), -7);
+    EXPECT_EQ(disk.avg_disk_queue_length(), -4);
+    EXPECT_EQ(disk.max_disk_queue_length(), -1);
+    EXPECT_EQ(disk.current_disk_queue_length(), -2);
+}
+
+TEST_F(SystemSnapshotterTest, TheLongestQueuesDoNotOverflowTheAverage)
+{
+    m_machine.disks = {{L"C:", 1, 0x7FFFFFFF}};
+    Snapshot(3);
+    const auto disk = m_snapshotter.GetLogicalDiskSnapshot(m_disks).at(0);
+    EXPECT_EQ(disk.min_disk_queue_length(), 0x7FFFFFFF);
+    EXPECT_EQ(disk.avg_disk_queue_length(), 0x7FFFFFFF);
+}
+
 TEST_F(SystemSnapshotterTest, DisksComeInTheOrderOfTheirNames)
 {
     m_machine.disks = {{L"D:", 1, 1}, {L"_Total", 1, 1}, {L"C:", 1, 1}, {L"", 1, 1}};
@@ -363,6 +388,19 @@ TEST_F(SystemSnapshotterTest, WithoutDisksNobodyIsAsked)
     Snapshot();
     EXPECT_EQ(m_machine.diskQueries, 0);
     EXPECT_EQ(m_log.Count(Level::Debug, "Data collection succeeded."), 1U);
+}
+
+TEST_F(SystemSnapshotterTest, AFailureInTheMiddleOfARoundKeepsWhatWasSampledBeforeIt)
+{
+    m_machine.disks = {{L"C:", 10, 1}};
+    m_machine.areWlansBroken = true;
+    Snapshot();
+    EXPECT_EQ(m_log.Count(Level::Error, RoundFailed), 1U);
+    EXPECT_EQ(m_log.Count(Level::Error, "the wireless links are broken"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Debug, "Data collection succeeded."), 0U);
+    EXPECT_EQ(m_machine.diskQueries, 0);
+    EXPECT_EQ(m_snapshotter.GetAvgMemory().min_memory_load(), 50U);
+    EXPECT_THAT(m_snapshotter.TakeCpuSnapshots(), SizeIs(1));
 }
 
 TEST_F(SystemSnapshotterTest, AFailureEndsTheRoundAndNotTheNextOne)
