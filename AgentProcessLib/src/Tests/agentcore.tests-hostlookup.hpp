@@ -21,8 +21,8 @@ bool CanNameHost(const std::wstring& hostName) noexcept;
 /// Throws Win32Exception "GetAddrInfoW failed with error". Any thread; Windows wants sockets initialised.
 std::vector<Shared::System::IpAddress> LookUpHost(const std::wstring& hostName);
 
-/// One question for the IPv4 addresses of a host, which can be given up. Asked once. Belongs to one thread; destroyed only
-/// before Start(), or once Start() or Wait() has told that it ended. Nothing of it is left after that.
+/// One question for the IPv4 addresses of a host, which can be given up. Asked once. Belongs to one thread. Destroying one
+/// that is on its way gives it up and waits for its end, `completion` included: nothing of it is left after that.
 class AddressQuery
 {
 public:

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <exception>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -136,6 +137,13 @@ int Open(const ResolverSettings& settings, Channel& channel)
     return settings.servers.empty() ? ARES_SUCCESS : ares_set_servers_ports_csv(raw, settings.servers.c_str());
 }
 
+/// The library would ask the servers for a host of this name.
+bool IsIpV6Address(const std::string& text) noexcept
+{
+    in6_addr ignored{};
+    return ::inet_pton(AF_INET6, text.c_str(), &ignored) == 1;
+}
+
 std::vector<std::wstring> ReadAddresses(const ares_addrinfo& list)
 {
     std::vector<std::wstring> addresses;
@@ -171,11 +179,11 @@ public:
         }
     }
 
-    /// Sleeps until something is there to do, `limit` at most (real time; nothing for no limit), and does it.
-    void SleepAndProcess(std::optional<nanoseconds> limit) noexcept
+    /// Sleeps until something is there to do, `limit` of real time at most, and does it.
+    void SleepAndProcess(nanoseconds limit) noexcept
     {
-        const auto longest = LimitByRetry(limit);
-        const int ready = ::ppoll(m_entries.data(), m_count, longest ? &*longest : nullptr, nullptr);
+        const auto sleep = std::chrono::ceil<std::chrono::milliseconds>(LimitByRetry(limit));
+        const int ready = ::poll(m_entries.data(), m_count, static_cast<int>(sleep.count()));
         if (ready <= 0)
         {
             // Looks for what has waited long enough.
@@ -193,20 +201,14 @@ public:
     }
 
 private:
-    std::optional<timespec> LimitByRetry(std::optional<nanoseconds> limit) const noexcept
+    nanoseconds LimitByRetry(nanoseconds limit) const noexcept
     {
         timeval room{};
-        if (const auto* const retry = ares_timeout(e_channel, nullptr, &room))
-        {
-            const auto left = std::chrono::seconds(retry->tv_sec) + std::chrono::microseconds(retry->tv_usec);
-            limit = limit ? std::min<nanoseconds>(*limit, left) : nanoseconds{left};
-        }
-        if (!limit)
-        {
-            return std::nullopt;
-        }
-        const auto seconds = std::chrono::floor<std::chrono::seconds>(*limit);
-        return timespec{static_cast<time_t>(seconds.count()), static_cast<long>((*limit - seconds).count())};
+        const auto* const retry = ares_timeout(e_channel, nullptr, &room);
+        return retry == nullptr
+            ? limit
+            : std::min<nanoseconds>(
+                  limit, std::chrono::seconds(retry->tv_sec) + std::chrono::microseconds(retry->tv_usec));
     }
 
     ares_channel e_channel;
@@ -224,31 +226,33 @@ public:
     std::int32_t Start(const std::wstring& hostName, Completion completion) override
     {
         m_completion = std::move(completion);
-        if (const int status = Open(m_settings, m_channel); status != ARES_SUCCESS)
+        const auto name = Shared::Util::ConvertStringType(hostName);
+        const int status = IsIpV6Address(name) ? ARES_ENOTFOUND : Open(m_settings, m_channel);
+        if (status != ARES_SUCCESS)
         {
             Complete(status, nullptr);
             return *m_result;
         }
         ares_addrinfo_hints hints{};
         hints.ai_family = AF_INET;
-        const auto name = Shared::Util::ConvertStringType(hostName);
         ares_getaddrinfo(m_channel.get(), name.c_str(), nullptr, &hints, &OnEnd, this);
         return m_result.value_or(ErrorCode::IoPending);
     }
 
     bool Wait(std::uint32_t timeoutMs) override
     {
-        const auto end = timeoutMs == Shared::Time::Infinite
-            ? std::optional<nanoseconds>{}
-            : Shared::Time::RealMonotonicNow() + Shared::Time::ToRealSpan(std::chrono::milliseconds(timeoutMs));
+        constexpr nanoseconds longestSleep = std::chrono::minutes(1);
+        const auto end =
+            Shared::Time::RealMonotonicNow() + Shared::Time::ToRealSpan(std::chrono::milliseconds(timeoutMs));
         while (!m_result)
         {
-            const auto left = end ? *end - Shared::Time::RealMonotonicNow() : nanoseconds::zero();
+            const auto left =
+                timeoutMs == Shared::Time::Infinite ? longestSleep : end - Shared::Time::RealMonotonicNow();
             if (left < nanoseconds::zero())
             {
                 return false;
             }
-            ResolverWait{m_channel.get()}.SleepAndProcess(end ? std::optional{left} : std::nullopt);
+            ResolverWait{m_channel.get()}.SleepAndProcess(std::min(left, longestSleep));
         }
         return true;
     }

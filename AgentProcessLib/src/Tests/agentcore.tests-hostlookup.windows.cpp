@@ -60,8 +60,18 @@ const ADDRINFOEXW* NextOf(const ADDRINFOEXW& entry) noexcept
 class ResolverQuery final : public AddressQuery
 {
 public:
+    ResolverQuery() = default;
+    ResolverQuery(const ResolverQuery&) = delete;
+    ResolverQuery& operator=(const ResolverQuery&) = delete;
+
     ~ResolverQuery() override
     {
+        if (m_isOnItsWay)
+        {
+            // The system still writes into the members.
+            Cancel();
+            ::WaitForSingleObject(m_doneEvent.GetHandle(), INFINITE);
+        }
         if (m_call.list != nullptr)
         {
             ::FreeAddrInfoExW(m_call.list);
@@ -78,7 +88,8 @@ public:
         const int result = ::GetAddrInfoExW(
             m_hostName.c_str(), nullptr, NS_DNS, nullptr, &m_hints, &m_call.list, nullptr, &m_call.overlapped,
             reinterpret_cast<LPLOOKUPSERVICE_COMPLETION_ROUTINE>(&OnEnd), &m_cancelHandle);
-        if (result != static_cast<int>(ErrorCode::IoPending))
+        m_isOnItsWay = result == static_cast<int>(ErrorCode::IoPending);
+        if (!m_isOnItsWay)
         {
             Complete(result);
         }
@@ -87,7 +98,8 @@ public:
 
     bool Wait(std::uint32_t timeoutMs) override
     {
-        return m_doneEvent.WaitOnEvent(timeoutMs);
+        m_isOnItsWay = m_isOnItsWay && !m_doneEvent.WaitOnEvent(timeoutMs);
+        return !m_isOnItsWay;
     }
 
     void Cancel() noexcept override
@@ -139,6 +151,8 @@ private:
     Shared::Concurrency::Event m_doneEvent{false, false};
     ADDRINFOEXW m_hints{};
     HANDLE m_cancelHandle = nullptr;
+    /// Until its end has been waited for.
+    bool m_isOnItsWay = false;
     Call m_call{};
 };
 

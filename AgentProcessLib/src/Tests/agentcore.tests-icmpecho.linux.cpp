@@ -4,7 +4,6 @@
 #include <array>
 #include <atomic>
 #include <bit>
-#include <cerrno>
 #include <chrono>
 #include <limits>
 #include <string_view>
@@ -47,46 +46,39 @@ std::uint16_t NextSequence() noexcept
     return s_next.fetch_add(1, std::memory_order_relaxed);
 }
 
-/// Counts down the wait for an answer, in real time.
+/// Counts down the wait for an answer, in real time. Every such wait has an end.
 class Deadline
 {
 public:
     explicit Deadline(std::uint32_t timeoutMs) noexcept
+        : m_end(Shared::Time::RealMonotonicNow() + Shared::Time::ToRealSpan(std::chrono::milliseconds(timeoutMs)))
     {
-        if (timeoutMs != Shared::Time::Infinite)
-        {
-            m_end = Shared::Time::RealMonotonicNow() + Shared::Time::ToRealSpan(std::chrono::milliseconds(timeoutMs));
-        }
     }
 
     /// False once it is over, however much else keeps coming; a time-out of 0 looks once.
     bool WaitForInput(int socket) noexcept
     {
+        constexpr nanoseconds longestSleep = std::chrono::minutes(1);
         while (true)
         {
-            timespec left{};
-            if (m_end)
+            const auto left = m_end - Shared::Time::RealMonotonicNow();
+            if (left <= nanoseconds::zero() && m_hasLooked)
             {
-                const auto span = std::max(nanoseconds::zero(), *m_end - Shared::Time::RealMonotonicNow());
-                if (span == nanoseconds::zero() && m_hasLooked)
-                {
-                    return false;
-                }
-                const auto seconds = std::chrono::floor<std::chrono::seconds>(span);
-                left = {static_cast<time_t>(seconds.count()), static_cast<long>((span - seconds).count())};
+                return false;
             }
             m_hasLooked = true;
+            const auto sleep =
+                std::chrono::ceil<std::chrono::milliseconds>(std::clamp(left, nanoseconds::zero(), longestSleep));
             pollfd entry{socket, POLLIN, 0};
-            const int ready = ::ppoll(&entry, 1, m_end ? &left : nullptr, nullptr);
-            if (ready >= 0 || errno != EINTR)
+            if (::poll(&entry, 1, static_cast<int>(sleep.count())) > 0)
             {
-                return ready > 0 && (entry.revents & POLLNVAL) == 0;
+                return (entry.revents & POLLNVAL) == 0;
             }
         }
     }
 
 private:
-    std::optional<nanoseconds> m_end;
+    nanoseconds m_end;
     bool m_hasLooked = false;
 };
 
@@ -127,7 +119,12 @@ class Echo
 {
 public:
     Echo(int socket, bool isRaw, const Icmp::EchoKey& key, Bytes payload, std::size_t bufferSize)
-        : m_socket(socket), m_isRaw(isRaw), m_key(key), m_payload(payload), m_buffer(bufferSize)
+        : m_socket(socket),
+          m_isRaw(isRaw),
+          m_key(key),
+          m_payload(payload),
+          m_replySize(bufferSize),
+          m_buffer(bufferSize + (isRaw ? Icmp::LargestIpHeader : 0))
     {
     }
 
@@ -192,9 +189,14 @@ private:
         {
             return std::nullopt;
         }
+        const auto status = Icmp::ToIpStatus(error->ee_type, error->ee_code);
+        if (!status)
+        {
+            return std::nullopt;
+        }
         // Who told it stands behind the record.
         const auto& router = *reinterpret_cast<const sockaddr_in*>(error + 1);
-        return Answer(router.sin_addr, Icmp::ToIpStatus(error->ee_type, error->ee_code), 0);
+        return Answer(router.sin_addr, *status, 0);
     }
 
     /// The next message that has come, if it is the reply. Takes the pending error too that the error queue has told in full.
@@ -210,7 +212,8 @@ private:
         }
         const auto datagram = Bytes{m_buffer}.first(static_cast<std::size_t>(size));
         const auto message = m_isRaw ? Icmp::SkipIpHeader(datagram) : datagram;
-        if (const auto dataSize = Icmp::ReadEchoReply(message, m_key, m_payload))
+        const auto kept = message.first(std::min(message.size(), m_replySize));
+        if (const auto dataSize = Icmp::ReadEchoReply(kept, m_key, m_payload))
         {
             return Answer(from.sin_addr, Icmp::StatusSuccess, *dataSize);
         }
@@ -221,6 +224,8 @@ private:
     bool m_isRaw;
     Icmp::EchoKey m_key;
     Bytes m_payload;
+    /// What is kept of a reply, without the IP header that comes to a raw socket.
+    std::size_t m_replySize;
     std::vector<std::uint8_t> m_buffer;
     Shared::Time::MonotonicTime m_start;
 };
@@ -231,6 +236,9 @@ public:
     IcmpSocket(int socket, bool isRaw) noexcept : m_socket(socket), m_isRaw(isRaw)
     {
     }
+
+    IcmpSocket(const IcmpSocket&) = delete;
+    IcmpSocket& operator=(const IcmpSocket&) = delete;
 
     ~IcmpSocket() override
     {

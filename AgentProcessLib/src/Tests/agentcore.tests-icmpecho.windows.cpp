@@ -47,6 +47,9 @@ public:
     {
     }
 
+    NativeIcmpHandle(const NativeIcmpHandle&) = delete;
+    NativeIcmpHandle& operator=(const NativeIcmpHandle&) = delete;
+
     ~NativeIcmpHandle() override
     {
         if (m_handle != INVALID_HANDLE_VALUE)

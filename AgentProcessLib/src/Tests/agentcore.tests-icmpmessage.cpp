@@ -12,6 +12,8 @@ namespace
 
 constexpr std::uint8_t EchoReplyType = 0;
 constexpr std::uint8_t EchoRequestType = 8;
+constexpr std::uint8_t SourceQuenchType = 4;
+constexpr std::uint8_t RedirectType = 5;
 /// Type, code, checksum, identifier, sequence.
 constexpr std::size_t HeaderSize = 8;
 constexpr std::size_t ChecksumOffset = 2;
@@ -24,7 +26,7 @@ struct StatusRow
     std::uint32_t status;
 };
 
-constexpr std::array<StatusRow, 20> Statuses = {{
+constexpr std::array<StatusRow, 19> Statuses = {{
     {3, 0, 11002},  // network unreachable
     {3, 1, 11003},  // host unreachable
     {3, 2, 11004},  // protocol unreachable
@@ -41,7 +43,6 @@ constexpr std::array<StatusRow, 20> Statuses = {{
     {3, 13, 11003}, // prohibited by a filter
     {3, 14, 11003}, // precedence violated
     {3, 15, 11003}, // precedence too low
-    {4, 0, 11016},  // source quench
     {11, 0, 11013}, // time to live expired on the way
     {11, 1, 11014}, // time for reassembly expired
     {12, 0, 11015}, // parameter problem
@@ -141,8 +142,12 @@ bool IsEchoRequest(std::span<const std::uint8_t> message, const EchoKey& key) no
     return IsEcho(message, EchoRequestType, key);
 }
 
-std::uint32_t ToIpStatus(std::uint8_t type, std::uint8_t code) noexcept
+std::optional<std::uint32_t> ToIpStatus(std::uint8_t type, std::uint8_t code) noexcept
 {
+    if (type == SourceQuenchType || type == RedirectType)
+    {
+        return std::nullopt;
+    }
     const auto* const row = std::find_if(
         Statuses.begin(), Statuses.end(),
         [&](const StatusRow& candidate) { return candidate.type == type && candidate.code == code; });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -22,6 +23,9 @@ struct EchoKey
 
     bool operator==(const EchoKey&) const = default;
 };
+
+/// Bytes of an IP header with all options that it has room for.
+inline constexpr std::size_t LargestIpHeader = 60;
 
 /// Status of a reply that is one, with the number that it has everywhere.
 inline constexpr std::uint32_t StatusSuccess = 0;
@@ -45,6 +49,7 @@ std::optional<std::uint16_t> ReadEchoReply(
 bool IsEchoRequest(std::span<const std::uint8_t> message, const EchoKey& key) noexcept;
 
 /// The status by which an error message with this type and code is told, with the numbers of Windows (11000 and above).
-std::uint32_t ToIpStatus(std::uint8_t type, std::uint8_t code) noexcept;
+/// Nothing for messages that only remark on a request which has gone on: source quench and redirect.
+std::optional<std::uint32_t> ToIpStatus(std::uint8_t type, std::uint8_t code) noexcept;
 
 } // namespace AgentCore::Tests::Icmp

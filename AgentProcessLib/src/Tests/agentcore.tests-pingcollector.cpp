@@ -88,7 +88,9 @@ GatewayPingResult PingCollector::PingTests(const std::vector<TestConfiguration>&
         }
     }
     const auto result = PingDefaultGateways(time);
-    PingVpn(tunnelIp, time);
+    const auto vpnGateway = ReadVpnGateway();
+    PingTunnel(ConvertStringType(tunnelIp), time);
+    PingVpnGateway(vpnGateway, time);
     return result;
 }
 
@@ -107,82 +109,86 @@ void PingCollector::PingConfiguredTest(const TestConfiguration& test, const std:
     }
 }
 
-GatewayPingResult PingCollector::PingDefaultGateways(const std::string& time)
+std::vector<System::NetworkInterfaceRecord> PingCollector::ListInterfaces() const
 {
-    auto result = GatewayPingResult::NotPinged;
-    std::vector<System::NetworkInterfaceRecord> interfaces;
     try
     {
-        interfaces = m_sources.getInterfaces();
+        return m_sources.getInterfaces();
     }
     catch (const std::exception& exception)
     {
         Shared::Log::LogExceptionWarning("No default gateway is pinged in this round", exception);
+        return {};
     }
-    for (const auto& [message, dnsServers] : interfaces)
+}
+
+GatewayPingResult PingCollector::PingDefaultGateways(const std::string& time)
+{
+    auto result = GatewayPingResult::NotPinged;
+    for (const auto& [message, dnsServers] : ListInterfaces())
     {
         const auto& gateway = message.ipv4_default_gateway();
         if (gateway.empty() || gateway == NoGateway)
         {
             continue;
         }
-        result = result == GatewayPingResult::NotPinged ? GatewayPingResult::Unanswered : result;
-        try
+        auto batch = DescribeServer(gateway, DEFAULT_GATEWAY, time);
+        batch.isTestUuidInKey = true;
+        const bool answered = PingServer(message.name(), std::move(batch), "Pinging default gateway [{}] failed: {}");
+        if (answered || result == GatewayPingResult::NotPinged)
         {
-            auto batch = DescribeServer(gateway, DEFAULT_GATEWAY, time);
-            batch.isTestUuidInKey = true;
-            if (Ping(ConvertStringType(gateway), message.name(), std::move(batch)))
-            {
-                result = GatewayPingResult::Answered;
-            }
-        }
-        catch (const std::exception& exception)
-        {
-            Shared::Log::Debug("Pinging default gateway [{}] failed: {}", gateway, exception.what());
+            result = answered ? GatewayPingResult::Answered : GatewayPingResult::Unanswered;
         }
     }
     return result;
 }
 
-void PingCollector::PingVpn(const std::wstring& tunnelIp, const std::string& time)
+std::string PingCollector::ReadVpnGateway() const
 {
-    std::wstring gateway;
     try
     {
-        gateway = m_sources.getVpnConnectionInfo().gatewayIpV4;
+        return ConvertStringType(m_sources.getVpnConnectionInfo().gatewayIpV4);
     }
     catch (const std::exception& exception)
     {
         Shared::Log::LogExceptionWarning("What the VPN client tells is not known in this round", exception);
+        return {};
     }
-    const auto ping =
-        [&](const std::wstring& address, ServerType type, fmt::format_string<std::string, const char*> failure)
-    {
-        const auto text = ConvertStringType(address);
-        try
-        {
-            Ping(address, ServerType_Name(type), DescribeServer(text, type, time));
-        }
-        catch (const std::exception& exception)
-        {
-            Shared::Log::Debug(failure, std::string{text}, exception.what());
-        }
-    };
-    if (tunnelIp.empty())
+}
+
+void PingCollector::PingTunnel(const std::string& address, const std::string& time)
+{
+    if (address.empty())
     {
         Shared::Log::Warn("The tunnelIp is empty; no tunnelIp (overlay) ping will be performed.");
+        return;
     }
-    else
-    {
-        ping(tunnelIp, VPN_TUNNEL, "Pinging VEL tunnel-ip {} failed: {}");
-    }
-    if (gateway.empty())
+    PingServer(
+        ServerType_Name(VPN_TUNNEL), DescribeServer(address, VPN_TUNNEL, time), "Pinging VEL tunnel-ip {} failed: {}");
+}
+
+void PingCollector::PingVpnGateway(const std::string& address, const std::string& time)
+{
+    if (address.empty())
     {
         Shared::Log::Warn("GatewayAddressIpV4 is empty; no VPN gateway (underlay) ping will be performed.");
+        return;
     }
-    else
+    PingServer(
+        ServerType_Name(VPN_GATEWAY), DescribeServer(address, VPN_GATEWAY, time), "Pinging VEL gateway {} failed: {}");
+}
+
+bool PingCollector::PingServer(std::string_view keyId, PingBatch batch, FailureText failure)
+{
+    const auto address = batch.server;
+    try
     {
-        ping(gateway, VPN_GATEWAY, "Pinging VEL gateway {} failed: {}");
+        return Ping(ConvertStringType(address), keyId, std::move(batch));
+    }
+    catch (const std::exception& exception)
+    {
+        Shared::Log::Debug(failure, address, exception.what());
+        return false;
     }
 }
 

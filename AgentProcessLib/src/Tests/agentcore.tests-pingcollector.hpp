@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include <test_results.pb.h>
 
 #include "agentcore.messaging-configobjects.hpp"
@@ -110,9 +112,18 @@ public:
     PingAggregates& GetAggregates() noexcept;
 
 private:
+    /// Of the address and what() of the failure.
+    using FailureText = fmt::format_string<const std::string&, const char*>;
+
     void PingConfiguredTest(const Messaging::TestConfiguration& test, const std::string& time);
+    std::vector<System::NetworkInterfaceRecord> ListInterfaces() const;
     GatewayPingResult PingDefaultGateways(const std::string& time);
-    void PingVpn(const std::wstring& tunnelIp, const std::string& time);
+    /// Empty when there is none, or nobody can tell.
+    std::string ReadVpnGateway() const;
+    void PingTunnel(const std::string& address, const std::string& time);
+    void PingVpnGateway(const std::string& address, const std::string& time);
+    /// Pings what is known by its address alone; true for a success. The log tells of a failure.
+    bool PingServer(std::string_view keyId, PingBatch batch, FailureText failure);
     /// Adds the batch with one sample; true for a success.
     bool Ping(const std::wstring& address, std::string_view keyId, PingBatch batch);
 

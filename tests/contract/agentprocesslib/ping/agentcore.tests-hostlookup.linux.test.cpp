@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <iterator>
+#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -16,10 +15,12 @@
 #include "agentcore.tests-functions.hpp"
 #include "agentcore.tests-hostresolver.hpp"
 #include "ping.fakenameserver.linux.hpp"
+#include "ping.holdings.linux.hpp"
 #include "shared.concurrency-event.hpp"
 #include "shared.exception-exceptions.hpp"
 #include "shared.platform-errors.hpp"
 #include "shared.time-clock.hpp"
+#include "shared.winsock-winsockinitialiser.hpp"
 #include "test.support-capturedlog.hpp"
 #include "test.support-exceptions.hpp"
 #include "test.support-networknamespace.linux.hpp"
@@ -41,11 +42,6 @@ using Addresses = std::vector<std::wstring>;
 
 /// Ends with a dot, so that no search domains are tried.
 constexpr const wchar_t* Name = L"host.example.";
-
-std::ptrdiff_t CountEntries(const char* folder)
-{
-    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
-}
 
 class ResolverOverAFakeServerTest : public testing::Test
 {
@@ -100,11 +96,63 @@ TEST_F(ResolverOverAFakeServerTest, AllAddressesOfAnAnswerAreGiven)
     EXPECT_EQ(Resolve(server).size(), 20U);
 }
 
+TEST_F(ResolverOverAFakeServerTest, AThousandAddressesAreGivenInTheOrderOfTheAnswer)
+{
+    const FakeNameServer server{
+        &AnswerCut,
+        {[](const auto& question)
+         {
+             return AnswerWithMany(question, 1000);
+         }}};
+    const auto addresses = Resolve(server);
+    ASSERT_EQ(addresses.size(), 1000U);
+    EXPECT_EQ(addresses.front(), L"10.0.0.0");
+    EXPECT_EQ(addresses.back(), L"10.0.3.231");
+    EXPECT_EQ(server.CountConnections(), 1);
+}
+
+TEST_F(ResolverOverAFakeServerTest, ConnectionsThatBreakOffAreFailuresAndNothingElse)
+{
+    // What is written to a broken connection would otherwise end the process.
+    Shared::WinSock::WinSockInitialiser sockets;
+    sockets.Initialise();
+    const auto before = CountHoldings();
+    {
+        const FakeNameServer server{&AnswerCut, FakeNameServer::OverTcp{}};
+        for (int i = 0; i < 50; ++i)
+        {
+            EXPECT_THAT(FailureOf(server, Name, 200), testing::Not(StartsWith("(nothing")));
+        }
+        EXPECT_GT(server.CountConnections(), 0);
+    }
+    EXPECT_EQ(CountHoldings(), before);
+}
+
 TEST_F(ResolverOverAFakeServerTest, AnAddressAsANameAsksNobody)
 {
     const FakeNameServer server{&AnswerWell};
     EXPECT_THAT(Resolve(server, L"192.0.2.7"), ElementsAre(L"192.0.2.7"));
+    EXPECT_THAT(m_log.Lines(), IsEmpty());
+    EXPECT_THAT(Resolve(server, L"2001:db8::7"), IsEmpty());
+    EXPECT_EQ(m_log.Count(Level::Error, "QueryCompleteCallback() failed: 11001"), 1U);
     EXPECT_EQ(server.CountQuestions(), 0);
+}
+
+TEST_F(ResolverOverAFakeServerTest, AQuestionThatIsDestroyedOnItsWayIsGivenUp)
+{
+    const FakeNameServer server{[](const std::string&)
+                                {
+                                    return std::vector<std::string>{};
+                                }};
+    const auto before = CountHoldings();
+    std::vector<std::int32_t> ends;
+    auto query = CreateAddressQuery(ResolverSettings{server.GetAddress()});
+    const auto started = query->Start(Name, [&](std::int32_t error, const Addresses&) { ends.push_back(error); });
+    EXPECT_EQ(started, static_cast<std::int32_t>(Shared::Platform::ErrorCode::IoPending));
+    EXPECT_FALSE(query->Wait(1));
+    query.reset();
+    EXPECT_THAT(ends, ElementsAre(Shared::Platform::ErrorCode::ResolutionCancelled));
+    EXPECT_EQ(CountHoldings(), before);
 }
 
 TEST_F(ResolverOverAFakeServerTest, AServerThatNeverAnswersRunsIntoTheTimeOut)
@@ -129,11 +177,9 @@ TEST_F(ResolverOverAFakeServerTest, AnAnswerThatComesTooLateMeetsNobody)
                                     goOn.WaitOnEvent(TestSupport::LimitMs);
                                     return AnswerWell(question);
                                 }};
-    const auto threads = CountEntries("/proc/self/task");
-    const auto descriptors = CountEntries("/proc/self/fd");
+    const auto before = CountHoldings();
     EXPECT_THAT(FailureOf(server, Name, 1), EndsWith("took longer than 1 ms to complete."));
-    EXPECT_EQ(CountEntries("/proc/self/task"), threads);
-    EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(CountHoldings(), before);
     goOn.Signal();
     EXPECT_THAT(Resolve(server), ElementsAre(L"192.0.2.53"));
 }
@@ -145,12 +191,12 @@ TEST_F(ResolverOverAFakeServerTest, ManyTimeOutsLeaveNothingBehind)
                                     return std::vector<std::string>{};
                                 }};
     FailureOf(server, Name, 1);
-    const auto descriptors = CountEntries("/proc/self/fd");
+    const auto before = CountHoldings();
     for (int i = 0; i < 100; ++i)
     {
         FailureOf(server, Name, 1);
     }
-    EXPECT_EQ(CountEntries("/proc/self/fd"), descriptors);
+    EXPECT_EQ(CountHoldings(), before);
 }
 
 TEST_F(ResolverOverAFakeServerTest, AHostWithIpV6AddressesAloneIsAFailure)
@@ -305,7 +351,10 @@ TEST_F(ResolverOverAFakeServerTest, SettingsThatNameNoServerAreTheImmediateCase)
 class ResolverOfASystemTest : public testing::Test
 {
 protected:
-    static void In(const FakeNameServer::Answer& answer, const std::function<void()>& inside)
+    static void In(
+        const FakeNameServer::Answer& answer,
+        const std::function<void()>& inside,
+        const FakeNameServer::OverTcp& overTcp = {})
     {
         const TestSupport::TemporaryFolder folder;
         const auto file = folder.Path() / "resolv.conf";
@@ -314,7 +363,7 @@ protected:
             {"ip link set lo up", "mount --bind " + file.string() + " /etc/resolv.conf"},
             [&]
             {
-                const FakeNameServer server{answer, 53};
+                const FakeNameServer server{answer, overTcp, 53};
                 inside();
             });
         if (!obstacle.empty())
@@ -331,6 +380,77 @@ TEST_F(ResolverOfASystemTest, BothWaysAskTheSystemsServer)
        {
            EXPECT_THAT(HostResolver{}.Resolve(L"one.example", TestSupport::LimitMs), ElementsAre(L"192.0.2.53"));
            EXPECT_EQ(HostNameToAddresses(L"two.example").ipv4, L"192.0.2.53");
+       });
+}
+
+TEST_F(ResolverOfASystemTest, OfSeveralAddressesOfAFamilyTheLastCounts)
+{
+    In([](const auto& question) { return AnswerWithMany(question, 3); },
+       []
+       {
+           EXPECT_THAT(
+               HostResolver{}.Resolve(L"one.example", TestSupport::LimitMs),
+               ElementsAre(L"10.0.0.0", L"10.0.0.1", L"10.0.0.2"));
+           const auto addresses = HostNameToAddresses(L"two.example");
+           EXPECT_EQ(addresses.ipv4, L"10.0.0.2");
+           EXPECT_EQ(addresses.ipv6, L"");
+       });
+}
+
+TEST_F(ResolverOfASystemTest, AThousandAddressesAreNoneTooMany)
+{
+    In(&AnswerCut,
+       []
+       {
+           EXPECT_EQ(HostResolver{}.Resolve(L"one.example", TestSupport::LimitMs).size(), 1000U);
+           EXPECT_THAT(HostNameToAddresses(L"two.example").ipv4, testing::StartsWith(L"10.0."));
+       },
+       {[](const auto& question)
+        {
+            return AnswerWithMany(question, 1000);
+        }});
+}
+
+TEST_F(ResolverOfASystemTest, AHostWithIpV6AddressesAloneHasNoneToPing)
+{
+    In(
+        [](const std::string& question) -> std::vector<std::string>
+        {
+            if (AsksForIpV4(question))
+            {
+                return {MakeAnswer(question, NoError, 0, "")};
+            }
+            const auto address = std::string("\x20\x01\x0D\xB8", 4) + std::string(11, '\0') + '\7';
+            return {MakeAnswer(question, NoError, 1, MakeRecord(TypeAaaa, address))};
+        },
+        []
+        {
+            const auto addresses = HostNameToAddresses(L"six.example");
+            EXPECT_EQ(addresses.ipv4, L"");
+            EXPECT_EQ(addresses.ipv6, L"2001:db8::7");
+            EXPECT_THAT(
+                TestSupport::RuntimeText([] { (void)HostResolver{}.Resolve(L"six.example", TestSupport::LimitMs); }),
+                HasSubstr("with error: 11004"));
+            const TestSupport::CapturedLog log;
+            EXPECT_FALSE(DoIpV4Ping(addresses.ipv4).replied);
+            EXPECT_EQ(log.Count(Level::Warning, "Not a valid IPv4 string: "), 1U);
+        });
+}
+
+TEST_F(ResolverOfASystemTest, AServerThatNeverAnswersIsAFailureOnceTheSystemGivesUp)
+{
+    In([](const std::string&) { return std::vector<std::string>{}; },
+       []
+       {
+           try
+           {
+               (void)HostNameToAddresses(L"two.example");
+               ADD_FAILURE() << "an address";
+           }
+           catch (const Shared::Exception::Win32Exception& exception)
+           {
+               EXPECT_EQ(exception.GetCode(), Shared::Platform::ErrorCode::HostTryAgain);
+           }
        });
 }
 

@@ -58,6 +58,11 @@ TEST_F(HostResolverContract, AnAddressComesBackAsItself)
     EXPECT_THAT(m_log.Lines(), IsEmpty());
 }
 
+TEST_F(HostResolverContract, AnIpV6AddressHasNoIpV4Address)
+{
+    EXPECT_THAT(ResolveOrNone(L"2001:db8::7"), IsEmpty());
+}
+
 TEST_F(HostResolverContract, TheMachineItselfIsKnown)
 {
     EXPECT_THAT(m_resolver.Resolve(L"localhost", TestSupport::LimitMs), Contains(L"127.0.0.1"));

@@ -6,9 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "ping.timeout.hpp"
 #include "shared.exception-exceptions.hpp"
-#include "shared.winreg-administration.hpp"
-#include "shared.winreg-functions.hpp"
 #include "shared.winsock-winsockinitialiser.hpp"
 #include "test.support-capturedlog.hpp"
 #include "test.support-exceptions.hpp"
@@ -50,9 +49,7 @@ TEST_F(RealWindowsPingTest, AResolutionThatTakesTooLongIsCancelled)
 
 TEST_F(RealWindowsPingTest, AnAddressOfTheDocumentationNetworkDoesNotReply)
 {
-    const std::wstring path = L"SOFTWARE\\Tarvane\\VEL\\Config";
-    Shared::WinReg::CreateKey(Shared::WinReg::Root::LocalMachine, path);
-    Shared::WinReg::SetDwordValue(Shared::WinReg::Root::LocalMachine, path, L"PingTimeoutMs", 1000);
+    PingTest::SetPingTimeout(1000);
     const auto result = DoIpV4Ping(L"192.0.2.77");
     EXPECT_TRUE(!result.replied || result.status != 0);
 }

@@ -1,6 +1,8 @@
 #include "agentcore.polling-pingstatistics.hpp"
 
+#include <cmath>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -171,6 +173,100 @@ TEST(PingStatisticsTest, LongRowsOfLargeRoundTripsKeepTheirMean)
     EXPECT_EQ(statistics.pings_received(), 10'000U);
 }
 
+/// The rules one by one, as they are told, in numbers wide enough not to round.
+struct ToldStatistics
+{
+    std::uint32_t sent = 0;
+    std::uint32_t received = 0;
+    std::uint32_t shortest = 0xFFFFFFFF;
+    std::uint32_t longest = 0;
+    std::uint32_t total = 0;
+    std::uint32_t available = 0;
+    long double average = 0;
+    long double deviation = 0;
+};
+
+ToldStatistics ByTheRules(const Samples& samples)
+{
+    ToldStatistics told;
+    std::vector<long double> times;
+    std::uint32_t gap = 0;
+    for (const auto& sample : samples)
+    {
+        told.sent += 1;
+        if (!sample.answered)
+        {
+            gap += 1;
+        }
+        if (sample.answered)
+        {
+            told.average += sample.rtt;
+        }
+        if (sample.answered && sample.status == 0)
+        {
+            times.push_back(sample.rtt);
+            told.received += 1;
+            told.shortest = sample.rtt < told.shortest ? sample.rtt : told.shortest;
+            told.longest = sample.rtt > told.longest ? sample.rtt : told.longest;
+            told.available += Interval + (gap <= 4 ? gap * Interval : 0);
+            gap = 0;
+        }
+        told.total += Interval;
+    }
+    if (!times.empty())
+    {
+        told.average /= static_cast<long double>(times.size());
+        told.available += gap <= 4 ? gap * Interval : 0;
+    }
+    // Over all pairs, which needs no mean.
+    long double squares = 0;
+    for (const auto first : times)
+    {
+        for (const auto second : times)
+        {
+            squares += (first - second) * (first - second) / 2;
+        }
+    }
+    const auto count = static_cast<long double>(times.size());
+    told.deviation = times.size() < 2 ? 0 : std::sqrt(squares / count / (count - 1));
+    return told;
+}
+
+TEST(PingStatisticsTest, AnyRowOfSamplesGivesWhatTheRulesGiveOneByOne)
+{
+    std::mt19937 random{20240307};
+    std::uniform_int_distribution<std::uint32_t> kind{0, 9};
+    std::uniform_int_distribution<std::uint32_t> time{0, 4'000};
+    std::uniform_int_distribution<std::size_t> length{0, 60};
+    for (int round = 0; round < 2'000; ++round)
+    {
+        const std::uint32_t missing = round % 10; // from none to nearly all
+        Samples samples(length(random));
+        for (auto& sample : samples)
+        {
+            const bool isError = kind(random) == 0;
+            sample = kind(random) < missing ? Missed : isError ? Error(time(random)) : Success(time(random));
+        }
+        const auto told = ByTheRules(samples);
+        const auto statistics = Compute(samples);
+        EXPECT_EQ(statistics.pings_sent(), told.sent);
+        EXPECT_EQ(statistics.pings_received(), told.received);
+        EXPECT_EQ(statistics.min_rtt(), told.shortest);
+        EXPECT_EQ(statistics.max_rtt(), told.longest);
+        EXPECT_EQ(statistics.period_total(), told.total);
+        EXPECT_EQ(statistics.period_available(), told.available);
+        EXPECT_FLOAT_EQ(statistics.avg_rtt(), static_cast<float>(told.average));
+        EXPECT_FLOAT_EQ(statistics.jitter(), static_cast<float>(told.deviation));
+    }
+}
+
+TEST(PingStatisticsTest, SmallDifferencesOfLongRoundTripsAreNotLostInTheDeviation)
+{
+    // In numbers of half the width both would be the same, and the deviation 0.
+    const auto statistics = Compute({Success(4'000'000'000), Success(4'000'000'001), Success(4'000'000'002)});
+    EXPECT_FLOAT_EQ(statistics.jitter(), 1.0F);
+}
+
 /// A collector whose network consists of one test's target, the default gateways and the VPN's gateway.
 class PingStatisticsOfACollectorTest : public testing::Test
 {
@@ -251,6 +347,25 @@ TEST_F(PingStatisticsOfACollectorTest, EachComputationAddsAResultToItsKey)
     const auto messages = ExportPingStatistics(m_collector, false);
     ASSERT_THAT(messages, SizeIs(3));
     EXPECT_THAT(messages[2].ping_results(), SizeIs(2));
+}
+
+TEST_F(PingStatisticsOfACollectorTest, WithoutSamplesThereIsNothingToTell)
+{
+    ComputePingStatistics(m_collector, Interval);
+    EXPECT_THAT(ExportPingStatistics(m_collector, false), IsEmpty());
+}
+
+TEST_F(PingStatisticsOfACollectorTest, AMessageTellsNothingElse)
+{
+    Round();
+    ComputePingStatistics(m_collector, Interval);
+    for (const auto& message : ExportPingStatistics(m_collector, false))
+    {
+        EXPECT_EQ(message.utc_time(), "");
+        EXPECT_EQ(message.address(), "");
+        EXPECT_EQ(message.interface_name(), "");
+        EXPECT_FALSE(message.is_default_gateway());
+    }
 }
 
 TEST_F(PingStatisticsOfACollectorTest, GatewaysOnlyLeavesOutAllOthersAndForgetsThem)

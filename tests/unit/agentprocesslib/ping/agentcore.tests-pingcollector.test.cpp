@@ -95,6 +95,10 @@ protected:
             },
             [this]
             {
+                if (m_vpnFails)
+                {
+                    throw std::runtime_error("no key");
+                }
                 Shared::AppSettings::VpnConnectionInfo info;
                 info.gatewayIpV4 = m_vpnGateway;
                 return info;
@@ -112,6 +116,7 @@ protected:
     std::map<std::wstring, bool> m_broken;
     std::vector<AgentCore::System::NetworkInterfaceRecord> m_interfaces;
     bool m_interfacesFail = false;
+    bool m_vpnFails = false;
     std::wstring m_vpnGateway;
     std::vector<std::wstring> m_steps;
     PingCollector m_collector{Sources()};
@@ -294,6 +299,48 @@ TEST_F(PingCollectorTest, AFailureAtTheTunnelIsLoggedAndTheGatewayIsPinged)
     Round({}, L"10.9.0.2");
     EXPECT_EQ(m_log.Count(Level::Debug, "Pinging VEL tunnel-ip 10.9.0.2 failed: no memory"), 1U);
     EXPECT_THAT(m_steps, ElementsAre(L"ping 10.9.0.2", L"ping 198.51.100.1"));
+}
+
+TEST_F(PingCollectorTest, AFailureAtTheVpnGatewayIsLogged)
+{
+    m_vpnGateway = L"198.51.100.1";
+    m_broken[L"198.51.100.1"] = true;
+    Round({}, L"10.9.0.2");
+    EXPECT_EQ(m_log.Count(Level::Debug, "Pinging VEL gateway 198.51.100.1 failed: no memory"), 1U);
+    EXPECT_THAT(m_collector.TakeBatches(), SizeIs(1));
+}
+
+TEST_F(PingCollectorTest, WithoutWordOfTheVpnTheTunnelIsPingedAllTheSame)
+{
+    m_vpnFails = true;
+    Round({}, L"10.9.0.2");
+    EXPECT_THAT(m_steps, ElementsAre(L"ping 10.9.0.2"));
+    EXPECT_EQ(m_log.Count(Level::Warning, "no key"), 1U);
+    EXPECT_EQ(m_log.Count(Level::Warning, GatewayWarning), 1U);
+}
+
+TEST_F(PingCollectorTest, ADefaultGatewayWhosePingFailsCountsAsUnanswered)
+{
+    m_interfaces = {Interface("a", "10.0.0.1")};
+    m_broken[L"10.0.0.1"] = true;
+    EXPECT_EQ(Round(), GatewayPingResult::Unanswered);
+    EXPECT_THAT(m_collector.TakeBatches(), IsEmpty());
+}
+
+TEST_F(PingCollectorTest, AllSamplesOfARoundHaveItsTime)
+{
+    m_hosts[L"host.example"] = L"192.0.2.1";
+    m_interfaces = {Interface("Ethernet", "10.0.0.1")};
+    m_vpnGateway = L"198.51.100.1";
+    Round({Configured(L"a", L"host.example")}, L"10.9.0.2");
+    const auto batches = m_collector.TakeBatches();
+    ASSERT_THAT(batches, SizeIs(4));
+    const auto time = batches.begin()->second[0].periodStartUtc;
+    EXPECT_THAT(time, testing::MatchesRegex("........-..:..:...+")); // "20240307-21:00:00.5+120"
+    for (const auto& [key, ofKey] : batches)
+    {
+        EXPECT_EQ(ofKey[0].periodStartUtc, time) << key;
+    }
 }
 
 TEST(PingKeyTest, TheFirstPartOfAKeyIsItsId)
