@@ -28,6 +28,13 @@ if(VEL_SANITIZE)
     target_link_libraries(vel_sanitizer_defaults PRIVATE vel_warnings)
 endif()
 
+# Tests are not optimised in builds with sanitizers, whose checks take long to optimise; what they test is.
+function(vel_hasten name)
+    if(VEL_SANITIZE)
+        target_compile_options(${name} PRIVATE -O0)
+    endif()
+endfunction()
+
 # The headers of others that most of our files read, read once. A file still includes what it uses: the builds by GCC,
 # which gains little from it, go without.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
@@ -45,6 +52,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         # As those who use it: libraries, and the fuzzers.
         target_compile_options(vel_precompiled_product PRIVATE -fsanitize=fuzzer-no-link)
     endif()
+    vel_hasten(vel_precompiled_test)
     target_link_libraries(vel_precompiled_test PRIVATE vel::gtest)
     target_precompile_headers(vel_precompiled_test PRIVATE <fstream> <gtest/gtest.h> <regex>)
     # No tool can read a source without them either.
@@ -188,6 +196,7 @@ function(vel_test name)
     math(EXPR timeout "${ARG_TIMEOUT} * ${VEL_TIME_SCALE}")
     vel_add_executable(${name} SOURCES ${ARG_SOURCES} LINK ${ARG_LINK} vel::gtest_main)
     vel_precompile(${name} test)
+    vel_hasten(${name})
     target_compile_definitions(${name} PRIVATE VEL_TIME_SCALE=${VEL_TIME_SCALE})
 
     set(properties LABELS ${ARG_LABELS} TIMEOUT ${timeout} ENVIRONMENT VEL_TEST_LIMIT=${timeout})

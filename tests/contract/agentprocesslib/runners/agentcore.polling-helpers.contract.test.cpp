@@ -86,15 +86,12 @@ void AwaitAll(const Runners& runners)
     }
 }
 
-void AwaitReady(const Polling::TcpPingRunners& runners)
+void AwaitReady(TcpPingRunner& runner)
 {
-    for (const auto& runner : runners)
+    for (const Stopwatch watch; runner.GetOutput().find("ready") == std::string::npos;)
     {
-        for (const Stopwatch watch; runner->GetOutput().find("ready") == std::string::npos;)
-        {
-            ASSERT_LT(watch.ElapsedMs(), TestSupport::LimitMs);
-            Shared::Time::SleepFor(std::chrono::milliseconds(5));
-        }
+        ASSERT_LT(watch.ElapsedMs(), TestSupport::LimitMs);
+        Shared::Time::SleepFor(std::chrono::milliseconds(5));
     }
 }
 
@@ -206,7 +203,10 @@ TEST_F(PollingHelpersContract, ToolsThatStillPingAreAskedToBreakOffAndTheirSumma
         tests.back().testKey = L"t" + std::to_wstring(i);
     }
     Polling::StartTcpPingTests(DebugMode, tests, m_tcpPingRunners);
-    AwaitReady(m_tcpPingRunners);
+    for (const auto& runner : m_tcpPingRunners)
+    {
+        AwaitReady(*runner);
+    }
     const auto messages = Polling::AggregateTcpPingStats(m_tcpPingRunners, false, m_curlRunners);
     ASSERT_EQ(messages.size(), static_cast<std::size_t>(tools));
     for (const auto& message : messages)
@@ -218,10 +218,11 @@ TEST_F(PollingHelpersContract, ToolsThatStillPingAreAskedToBreakOffAndTheirSumma
 
 TEST_F(PollingHelpersContract, AToolThatIgnoresTheBreakIsEndedAndCostsItsTargetAlone)
 {
-    const Contract::FastClock clock;
     Polling::StartTcpPingTests(
         DebugMode, {TcpTest(L"ignore-break"), TcpTest(Contract::Printing(PingReport))}, m_tcpPingRunners);
+    AwaitReady(*m_tcpPingRunners[0]);
     ASSERT_TRUE(Contract::AwaitEnd(*m_tcpPingRunners[1]));
+    const Contract::FastClock clock;
     const auto messages = Polling::AggregateTcpPingStats(m_tcpPingRunners, false, m_curlRunners);
     ASSERT_EQ(messages.size(), 1U);
     EXPECT_EQ(messages[0].server(), Narrow(Contract::Printing(PingReport)));

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -12,7 +13,9 @@
 #include "contract.childprocess.hpp"
 #include "contract.processorwork.hpp"
 #include "shared.exception-exceptions.hpp"
+#include "shared.time-clock.hpp"
 #include "test.support-exceptions.hpp"
+#include "test.support-time.hpp"
 
 namespace
 {
@@ -29,6 +32,26 @@ constexpr std::uint64_t Megabyte = 1024 * 1024;
 class ProcessSourceContract : public testing::Test
 {
 protected:
+    /// A process that has only just been made may not tell its path yet.
+    std::optional<ProcessCapture> CaptureOnceItIsUp(std::uint32_t processId)
+    {
+        for (const TestSupport::Stopwatch watch;;)
+        {
+            try
+            {
+                return m_source->Capture(processId);
+            }
+            catch (const Win32Exception&)
+            {
+                if (watch.ElapsedMs() > TestSupport::LimitMs)
+                {
+                    throw;
+                }
+                Shared::Time::SleepFor(5ms);
+            }
+        }
+    }
+
     std::unique_ptr<ProcessSource> m_source = MakeProcessSource();
 };
 
@@ -77,7 +100,7 @@ TEST_F(ProcessSourceContract, AProcessThatDoesNotExistIsNone)
 TEST_F(ProcessSourceContract, AProcessThatHasEndedIsReadableUntilItsParentTookNotice)
 {
     Contract::ChildProcess child;
-    const auto capture = m_source->Capture(child.Id());
+    const auto capture = CaptureOnceItIsUp(child.Id());
     ASSERT_TRUE(capture);
     child.End();
     EXPECT_GE(capture->process->ReadCpuTime(), capture->cpuTime);
@@ -86,7 +109,7 @@ TEST_F(ProcessSourceContract, AProcessThatHasEndedIsReadableUntilItsParentTookNo
 TEST_F(ProcessSourceContract, AProcessThatIsGoneIsReadOrToldAsSuch)
 {
     Contract::ChildProcess child;
-    const auto capture = m_source->Capture(child.Id());
+    const auto capture = CaptureOnceItIsUp(child.Id());
     ASSERT_TRUE(capture);
     child.End();
     child.Collect();
