@@ -33,13 +33,14 @@ class ProcessSourceContract : public testing::Test
 {
 protected:
     /// A process that has only just been made may not tell its path yet.
-    std::optional<ProcessCapture> CaptureOnceItIsUp(std::uint32_t processId)
+    std::optional<ProcessCapture> CaptureOnceItIsUp(Contract::ChildProcess& child)
     {
+        child.Resume();
         for (const TestSupport::Stopwatch watch;;)
         {
             try
             {
-                return m_source->Capture(processId);
+                return m_source->Capture(child.Id());
             }
             catch (const Win32Exception&)
             {
@@ -100,7 +101,7 @@ TEST_F(ProcessSourceContract, AProcessThatDoesNotExistIsNone)
 TEST_F(ProcessSourceContract, AProcessThatHasEndedIsReadableUntilItsParentTookNotice)
 {
     Contract::ChildProcess child;
-    const auto capture = CaptureOnceItIsUp(child.Id());
+    const auto capture = CaptureOnceItIsUp(child);
     ASSERT_TRUE(capture);
     child.End();
     EXPECT_GE(capture->process->ReadCpuTime(), capture->cpuTime);
@@ -109,7 +110,7 @@ TEST_F(ProcessSourceContract, AProcessThatHasEndedIsReadableUntilItsParentTookNo
 TEST_F(ProcessSourceContract, AProcessThatIsGoneIsReadOrToldAsSuch)
 {
     Contract::ChildProcess child;
-    const auto capture = CaptureOnceItIsUp(child.Id());
+    const auto capture = CaptureOnceItIsUp(child);
     ASSERT_TRUE(capture);
     child.End();
     child.Collect();

@@ -9,7 +9,8 @@ namespace Contract
 /// Id of the test's own process.
 std::uint32_t OwnProcessId();
 
-/// A process that does nothing but wait until it is ended. Ended and collected on destruction at the latest.
+/// A process that does nothing but wait until it is ended. Ended and collected on destruction at the latest. On Windows it
+/// has not begun to run, so that the system knows it and its program does not.
 class ChildProcess
 {
 public:
@@ -19,6 +20,8 @@ public:
     ~ChildProcess();
 
     std::uint32_t Id() const noexcept;
+    /// Lets it run, as far as it gets without being told anything. Linux lets it from the start.
+    void Resume();
     /// Ends it and waits until it has ended; its parent, this process, has not taken notice.
     void End();
     /// Takes notice of the end, by which Linux forgets the process.

@@ -48,6 +48,10 @@ std::uint32_t ChildProcess::Id() const noexcept
     return static_cast<std::uint32_t>(m_state->id);
 }
 
+void ChildProcess::Resume()
+{
+}
+
 void ChildProcess::End()
 {
     if (!m_state->isCollected)

@@ -12,6 +12,8 @@ namespace Contract
 struct ChildProcess::State
 {
     PROCESS_INFORMATION process{};
+    /// What its standard input is the other end of: nothing is ever written.
+    HANDLE input = nullptr;
 };
 
 std::uint32_t OwnProcessId()
@@ -21,14 +23,26 @@ std::uint32_t OwnProcessId()
 
 ChildProcess::ChildProcess() : m_state(std::make_unique<State>())
 {
-    // Never resumed: which program it is does not matter.
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    HANDLE childInput = nullptr;
+    if (::CreatePipe(&childInput, &m_state->input, &inheritable, 0) == FALSE)
+    {
+        throw std::runtime_error("CreatePipe() failed");
+    }
+    ::SetHandleInformation(m_state->input, HANDLE_FLAG_INHERIT, 0);
+    // Which program it is does not matter, but that it waits for input.
     std::wstring command{L"cmd.exe"};
     STARTUPINFOW startup{};
     startup.cb = sizeof(startup);
-    if (::CreateProcessW(
-            nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, nullptr,
-            &startup, &m_state->process) == FALSE)
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = childInput;
+    const BOOL isStarted = ::CreateProcessW(
+        nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, nullptr,
+        &startup, &m_state->process);
+    ::CloseHandle(childInput);
+    if (isStarted == FALSE)
     {
+        ::CloseHandle(m_state->input);
         throw std::runtime_error("CreateProcessW() failed");
     }
 }
@@ -41,11 +55,17 @@ ChildProcess::~ChildProcess()
     {
         ::CloseHandle(m_state->process.hThread);
     }
+    ::CloseHandle(m_state->input);
 }
 
 std::uint32_t ChildProcess::Id() const noexcept
 {
     return m_state->process.dwProcessId;
+}
+
+void ChildProcess::Resume()
+{
+    ::ResumeThread(m_state->process.hThread);
 }
 
 void ChildProcess::End()
